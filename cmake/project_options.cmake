@@ -1,0 +1,40 @@
+# What every target of this project is compiled with. Linked PRIVATE, so that nothing of it reaches a project that
+# uses ours.
+
+set(PELLUX_SANITIZERS "" CACHE STRING "Sanitizers to build with, separated by commas: address,undefined or thread")
+
+# Warnings are errors only where this project is the one being built: a newer compiler's new warning must not stop
+# somebody who merely uses it.
+add_library(project_warnings INTERFACE)
+target_compile_options(project_warnings INTERFACE
+  -Wall
+  -Wextra
+  -Wpedantic
+  -Wcast-align
+  -Wconversion
+  -Wformat=2
+  -Wnon-virtual-dtor
+  -Wold-style-cast
+  -Woverloaded-virtual
+  -Wshadow
+  -Wsign-conversion
+  -Wundef
+  $<$<BOOL:${PROJECT_IS_TOP_LEVEL}>:-Werror>)
+
+add_library(project_sanitizers INTERFACE)
+if(PELLUX_SANITIZERS)
+  target_compile_options(project_sanitizers INTERFACE
+    -fsanitize=${PELLUX_SANITIZERS}
+    -fno-omit-frame-pointer
+    $<$<NOT:$<STREQUAL:${PELLUX_SANITIZERS},thread>>:-fno-sanitize-recover=all>
+    # The fences around plain fields are nothing that the thread sanitizer can follow; tests/tsan.supp says which
+    # fields these are.
+    $<$<AND:$<CXX_COMPILER_ID:GNU>,$<STREQUAL:${PELLUX_SANITIZERS},thread>>:-Wno-tsan>)
+  target_link_options(project_sanitizers INTERFACE -fsanitize=${PELLUX_SANITIZERS})
+endif()
+
+add_library(project_options INTERFACE)
+target_link_libraries(project_options INTERFACE project_warnings project_sanitizers)
+
+# The bundle lies in the build folder and runs where it lies.
+set(PELLUX_BUNDLE_CONTENTS ${PROJECT_BINARY_DIR}/Pellux.app/Contents)

@@ -1,0 +1,128 @@
+// The application's JSON type: a handle on a value that either owns a document or views a value inside another one.
+//
+// - An owning document comes from the text constructors, from `GetEmptyObject`, and from copying or assigning another
+//   owning document that is not null.
+// - A view comes from `GetObject`, `operator[]`, `Copy` and the `Json::Value&` constructor. It does not keep its
+//   document alive and must not outlive it. Writing through a view changes the document: that is what it is for.
+//
+// Errors: `AERROR` values, thrown bare, for texts that don't parse and for missing paths. What the JSON library finds
+// wrong by itself (a conversion that a value's kind does not allow, a step into a value that is no object, a negative
+// index, more than 1000 levels of nesting) leaves as its own exceptions, derived from `Json::Exception`. Null pointers
+// are the caller's error, except where a null is described.
+//
+// Threads: a document and all its views belong to one thread at a time. That goes for reading too, since `operator[]`
+// may add members. Different documents are independent. Reading, editing and copying take no lock, so they may also be
+// done between `fork` and `execv`, as long as the process has used the class before.
+//
+//   JsonObject list(text.data(), static_cast<unsigned int>(text.size()));
+//   if (list.HasObject("0/name")) std::string name = list.GetObject("0/name");
+#pragma once
+
+#include <json/value.h>
+
+#include <string>
+#include <vector>
+
+#include "common/json/aerror.h"
+
+class JsonObject {
+ public:
+  // Parses the `length` bytes at `text`, which need no NUL and of which none beyond is read. Throws AERROR_JSON_PARSE.
+  JsonObject(const char* text, unsigned int length);
+
+  // Parses the NUL-terminated `text`; comments in it are kept for `ToStyledText`. A null pointer gives a document that
+  // holds null. Throws AERROR_JSON_PARSE.
+  JsonObject(const char* text);
+
+  // Views `value`.
+  JsonObject(Json::Value& value);
+
+  // Copies the document if `other` owns one that is not null. Otherwise the new object views what `other` targets: the
+  // same value if `other` is a view, and `other`'s own null, which it must then not outlive, if it owns a null
+  // document.
+  JsonObject(const JsonObject& other);
+
+  // Leaves a viewed document alone.
+  virtual ~JsonObject();
+
+  // Returns a new document that holds an empty object.
+  static JsonObject GetEmptyObject();
+
+  // If `other` owns a document that is not null, this object becomes an independent copy of it; a document that it
+  // viewed before keeps its value. Otherwise the value that `other` targets is copied over this object's target: a view
+  // writes into its document, a document replaces its content.
+  JsonObject& operator=(const JsonObject& other);
+
+  // Replaces the target with `text` as a JSON string. The text is not parsed.
+  JsonObject& operator=(std::string text);
+
+  // --- Questions
+
+  // False for a null value.
+  bool IsValid() const;
+  bool IsArray() const;
+
+  // Elements of an array, members of an object, 0 for anything else.
+  Json::ArrayIndex GetArraySize() const;
+
+  // Returns whether every member that `path` names exists, one inside the other; their values may be null. Members are
+  // separated by '/', and empty ones don't count: "a/b" is "/a//b/", and "" or "/" is the target itself. Names match
+  // exactly; a name with a '/' can't be reached, and arrays have no members. Changes nothing.
+  bool HasObject(const char* path) const;
+
+  // Returns a view of the value that `path` names, with the rules of `HasObject`. Throws AERROR_PATH_NOT_FOUND when it
+  // does not exist.
+  JsonObject GetObject(const char* path);
+
+  // Return a view of an element or member, which is added with the value null where it is missing: these may change the
+  // document. A null target becomes an array or an object first; an array grows up to the index.
+  JsonObject operator[](int index);
+  JsonObject operator[](const char* key);
+
+  // --- Conversions of the target. Null gives empty text, 0 and false.
+
+  // Text ends at its first NUL byte.
+  operator std::string() const;
+  // Throws std::range_error("wstring_convert: from_bytes error") when the text is no UTF-8.
+  operator std::wstring() const;
+  operator unsigned long long() const;
+  operator long long() const;
+  operator long() const;
+  // The low 32 bits of the 64-bit number, without a range check.
+  operator int() const;
+  operator AERROR() const;
+  operator double() const;
+  operator bool() const;
+
+  // --- Editing. A null target becomes an object or an array first; one of another kind throws.
+
+  // Sets the member `key`, replacing an existing one. Always true. The wide form throws
+  // std::range_error("wstring_convert: to_bytes error"), the document unchanged, for text that UTF-8 can't hold.
+  bool Insert(const char* key, const JsonObject& value);
+  bool Insert(const char* key, const std::wstring& value);
+
+  // Appends an element. Always true.
+  bool InsertArrayItem(std::string value);
+  bool InsertArrayItem(JsonObject& item);
+
+  // Remove an element (of its index the low 32 bits count) or a member. False, and nothing changed, when it does not
+  // exist.
+  bool RemoveArrayItem(unsigned long index);
+  bool Remove(const char* key);
+
+  // Returns the names of the target's members, ascending by bytes.
+  std::vector<std::string> GetKeys() const;
+
+  // Returns a view of the target. Despite its name it copies nothing.
+  JsonObject Copy();
+
+  // --- Text, without blanks at its ends: on one line, or indented on several.
+  std::string ToText() const;
+  std::string ToStyledText() const;
+
+ private:
+  // The value that every operation works on; points at `own_value` or into another document, and is never null.
+  Json::Value* target;
+  // Null unless this object owns a document.
+  Json::Value own_value;
+};

@@ -1,0 +1,3 @@
+#include "common/logging/log.h"
+
+ILog* logger = nullptr;

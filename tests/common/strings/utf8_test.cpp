@@ -1,0 +1,164 @@
+#include "common/strings/utf8.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+
+// The message that the conversion fails with, or empty when it does not.
+template <typename Convert, typename Text>
+static std::string FailureOf(Convert convert, const Text& text) {
+  try {
+    (void)convert(text);
+  } catch (const std::range_error& error) {
+    return error.what();
+  }
+  return "";
+}
+
+static std::string DecodingFailure(const std::string& bytes) { return FailureOf(s2ws, bytes); }
+
+// All well-formed sequences, as the table of the Unicode standard lists their byte ranges; slow and literal.
+static bool IsOneWellFormedCharacter(const std::string& bytes) {
+  struct Range {
+    uint8_t low;
+    uint8_t high;
+  };
+  static const std::vector<std::vector<Range>> table = {
+      {{0x00, 0x7F}},
+      {{0xC2, 0xDF}, {0x80, 0xBF}},
+      {{0xE0, 0xE0}, {0xA0, 0xBF}, {0x80, 0xBF}},
+      {{0xE1, 0xEC}, {0x80, 0xBF}, {0x80, 0xBF}},
+      {{0xED, 0xED}, {0x80, 0x9F}, {0x80, 0xBF}},
+      {{0xEE, 0xEF}, {0x80, 0xBF}, {0x80, 0xBF}},
+      {{0xF0, 0xF0}, {0x90, 0xBF}, {0x80, 0xBF}, {0x80, 0xBF}},
+      {{0xF1, 0xF3}, {0x80, 0xBF}, {0x80, 0xBF}, {0x80, 0xBF}},
+      {{0xF4, 0xF4}, {0x80, 0x8F}, {0x80, 0xBF}, {0x80, 0xBF}},
+  };
+  for (const auto& form : table) {
+    if (form.size() != bytes.size()) continue;
+    bool matches = true;
+    for (size_t i = 0; i < form.size(); ++i) {
+      const auto byte = static_cast<uint8_t>(bytes[i]);
+      matches = matches && byte >= form[i].low && byte <= form[i].high;
+    }
+    if (matches) return true;
+  }
+  return false;
+}
+
+static constexpr const char* kDecodingFailure = "wstring_convert: from_bytes error";
+static constexpr const char* kEncodingFailure = "wstring_convert: to_bytes error";
+
+TEST(S2ws, DecodesEachLengthOfSequence) {
+  const struct {
+    std::string bytes;
+    std::wstring expected;
+  } rows[] = {
+      {"", L""},
+      {"abc", L"abc"},
+      {"\xC3\xA9", {0xE9}},
+      {"\xE2\x82\xAC", {0x20AC}},
+      {"\xF0\x9F\x98\x80", {0x1F600}},
+      {"\xEF\xBB\xBF"
+       "a",
+       {0xFEFF, L'a'}},  // A byte-order mark is a character.
+      {std::string("a\0b", 3), {L'a', 0, L'b'}},
+  };
+  for (const auto& row : rows) EXPECT_EQ(s2ws(row.bytes), row.expected) << "bytes: " << row.bytes;
+}
+
+TEST(S2ws, ThrowsOnBadInput) {
+  const struct {
+    const char* what;
+    std::string bytes;
+  } rows[] = {
+      {"stray continuation", "\x80"},
+      {"stray continuation behind text", "abc\x80"},
+      {"truncated, two bytes", "a\xC3"},
+      {"truncated alone", "\xC3"},
+      {"truncated, three bytes", "a\xE2\x82"},
+      {"truncated, four bytes", "\xF0\x9F\x98"},
+      {"interrupted",
+       "\xC3"
+       "a"},
+      {"overlong NUL", "\xC0\x80"},
+      {"overlong, three bytes", "\xE0\x80\xAF"},
+      {"overlong, four bytes", "\xF0\x80\x80\xAF"},
+      {"first surrogate", "\xED\xA0\x80"},
+      {"last surrogate", "\xED\xBF\xBF"},
+      {"above 0x10FFFF", "\xF4\x90\x80\x80"},
+      {"lead byte F5", "\xF5\x80\x80\x80"},
+      {"five bytes", "\xF8\x88\x80\x80\x80"},
+      {"FF", "\xFF"},
+  };
+  for (const auto& row : rows) EXPECT_EQ(DecodingFailure(row.bytes), kDecodingFailure) << row.what;
+}
+
+TEST(S2ws, AcceptsExactlyTheWellFormedCharactersOfUpToThreeBytes) {
+  const auto check = [](const std::string& bytes) {
+    ASSERT_EQ(DecodingFailure(bytes).empty(), IsOneWellFormedCharacter(bytes));
+  };
+  for (int first = 0x80; first < 256; ++first) {
+    check({static_cast<char>(first)});
+    for (int second = 0x70; second < 256; ++second) {
+      // Two characters of one byte are well-formed too, but start below 0x80.
+      check({static_cast<char>(first), static_cast<char>(second)});
+      if (first < 0xE0) continue;
+      for (const int third : {0x00, 0x7F, 0x80, 0x9F, 0xA0, 0xBF, 0xC0, 0xFF}) {
+        check({static_cast<char>(first), static_cast<char>(second), static_cast<char>(third)});
+      }
+    }
+  }
+}
+
+TEST(S2ws, AcceptsExactlyTheWellFormedCharactersOfFourBytes) {
+  for (int first = 0xF0; first < 256; ++first) {
+    for (int second = 0x70; second < 256; ++second) {
+      for (const int third : {0x7F, 0x80, 0xBF, 0xC0}) {
+        for (const int fourth : {0x7F, 0x80, 0xBF, 0xC0}) {
+          const std::string bytes = {static_cast<char>(first), static_cast<char>(second), static_cast<char>(third),
+                                     static_cast<char>(fourth)};
+          ASSERT_EQ(DecodingFailure(bytes).empty(), IsOneWellFormedCharacter(bytes));
+        }
+      }
+    }
+  }
+}
+
+TEST(Ws2s, RoundTripsEveryCodePoint) {
+  for (uint32_t code_point = 0; code_point <= 0x10FFFF; ++code_point) {
+    if (code_point >= 0xD800 && code_point <= 0xDFFF) continue;
+    const std::wstring text(1, static_cast<wchar_t>(code_point));
+    const std::string bytes = ws2s(text);
+    ASSERT_TRUE(IsOneWellFormedCharacter(bytes)) << code_point;
+    ASSERT_EQ(s2ws(bytes), text) << code_point;
+  }
+}
+
+TEST(Ws2s, EncodesKnownCharacters) {
+  EXPECT_EQ(ws2s(L""), "");
+  EXPECT_EQ(ws2s({0xE9}), "\xC3\xA9");
+  EXPECT_EQ(ws2s({0x20AC}), "\xE2\x82\xAC");
+  EXPECT_EQ(ws2s({0x1F600}), "\xF0\x9F\x98\x80");
+  EXPECT_EQ(ws2s({L'a', 0, L'b'}), std::string("a\0b", 3));
+}
+
+TEST(Ws2s, ThrowsOnWhatUtf8CannotHold) {
+  for (const uint32_t value : {0xD800U, 0xDBFFU, 0xDC00U, 0xDFFFU, 0x110000U, 0x7FFFFFFFU, 0xFFFFFFFFU}) {
+    const std::wstring text = {L'a', static_cast<wchar_t>(value)};
+    EXPECT_EQ(FailureOf(ws2s, text), kEncodingFailure) << std::hex << value;
+  }
+}
+
+TEST(Wchar2utf8, StopsAtTheFirstNul) {
+  const wchar_t text[] = {0xE9, 0, L'b', 0};
+  EXPECT_EQ(wchar2utf8(text), "\xC3\xA9");
+  EXPECT_EQ(wchar2utf8(L""), "");
+}
+
+TEST(Wchar2utf8, ThrowsOnASurrogate) {
+  const wchar_t text[] = {0xD800, 0};
+  EXPECT_EQ(FailureOf(wchar2utf8, text), kEncodingFailure);
+}
