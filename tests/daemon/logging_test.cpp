@@ -1,0 +1,153 @@
+// What the launcher says to the logging library, to the system log and, through the real library, to its log file.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <regex>
+#include <string>
+
+#include "common/settings/paths.h"
+#include "tests/support/bundle.h"
+#include "tests/support/items.h"
+#include "tests/support/launcher_process.h"
+#include "tests/support/recording.h"
+#include "tests/support/wait_until.h"
+
+#if defined(__APPLE__)
+#define SKIP_WITHOUT_SYSLOG() GTEST_SKIP() << "on macOS the program finds syslog in the system's library only"
+#else
+#define SKIP_WITHOUT_SYSLOG() (void)0
+#endif
+
+TEST(SystemLog, GetsOneLineForWrongParameters) {
+  SKIP_WITHOUT_SYSLOG();
+  const Bundle bundle(Bundle::Logger::kRecording);
+  LauncherProcess launcher(bundle, std::vector<std::string>{"agent"});
+  EXPECT_EQ(launcher.ExitStatus(), 0);
+  const auto calls = ReadRecording(bundle.recording());
+  ASSERT_EQ(calls.size(), 1U);
+  EXPECT_EQ(calls[0].call, "syslog");
+  EXPECT_EQ(calls[0].number, 3);
+  EXPECT_EQ(calls[0].first, "Pellux Launcher : wrong parameters.");
+  EXPECT_EQ(calls[0].second, "closed");  // The standard streams go before the arguments are looked at.
+}
+
+TEST(SystemLog, GetsOneLineWhenTheLoggerDoesNotStartAndSupervisionGoesOn) {
+  SKIP_WITHOUT_SYSLOG();
+  const Bundle bundle(Bundle::Logger::kRecording);
+  const std::string report = bundle.PathOf("report");
+  const std::string list = bundle.WriteList(ListOf({Item("a", REPORT_PROGRAM, {report})}));
+  LauncherProcess::Options options;
+  options.environment["RECORDING_FAILS"] = "1";
+  LauncherProcess launcher(bundle, {"agent", list}, options);
+  ASSERT_TRUE(WaitUntil([&] { return std::filesystem::exists(report); }));
+  EXPECT_EQ(launcher.Stop(), 1);
+  const auto calls = ReadRecording(bundle.recording());
+  ASSERT_EQ(calls.size(), 2U);
+  EXPECT_EQ(calls[0].call, "InitLogger");
+  EXPECT_EQ(calls[1].call, "syslog");
+  EXPECT_EQ(calls[1].number, 3);
+  EXPECT_EQ(calls[1].first, "Pellux Launcher for agent : Failed to initialize logger");
+}
+
+TEST(SystemLog, GetsALaunchersNameAsPartOfItsFormat) {
+  SKIP_WITHOUT_SYSLOG();
+  const Bundle bundle(Bundle::Logger::kRecording);
+  LauncherProcess::Options options;
+  options.environment["RECORDING_FAILS"] = "1";
+  LauncherProcess launcher(bundle, {"age%dnt", bundle.WriteList("{}")}, options);
+  ASSERT_TRUE(WaitUntil([&] { return ReadRecording(bundle.recording()).size() == 2; }));
+  EXPECT_EQ(ReadRecording(bundle.recording())[1].first, "Pellux Launcher for age%dnt : Failed to initialize logger");
+}
+
+TEST(LoggerStart, AsksTheLibraryForTheModuleAtTheSettingsPlaceAndLevel) {
+  const struct {
+    const char* level;  // Null: no settings file.
+    const char* expected;
+  } rows[] = {{nullptr, "8"}, {"DEBUG", "1"}, {"debug", "8"}, {"VERBOSE", "17"}, {"CRITICAL", "16"}};
+  for (const auto& row : rows) {
+    const Bundle bundle(Bundle::Logger::kRecording);
+    if (row.level != nullptr) bundle.SetLogLevel(row.level);
+    LauncherProcess launcher(bundle, bundle.WriteList("{}"));
+    ASSERT_TRUE(WaitUntil([&] { return ReadRecording(bundle.recording()).size() == 2; }));
+    const auto calls = ReadRecording(bundle.recording());
+    EXPECT_EQ(calls[0].call, "InitLogger");
+    EXPECT_EQ(calls[0].first, bundle.log_folder() + "/qz3log");
+    EXPECT_EQ(calls[1].call, "GetLogger");
+    EXPECT_EQ(calls[1].number, 2);
+    EXPECT_EQ(calls[1].first, "launcher");
+    EXPECT_EQ(calls[1].second, row.expected);
+  }
+}
+
+TEST(LogCalls, QuoteNamesAsArgumentsNeverAsFormat) {
+  const Bundle bundle(Bundle::Logger::kRecording);
+  const std::string name = "50%s%n%d";
+  LauncherProcess launcher(bundle,
+                           bundle.WriteList(ListOf({RunOnce(ShellItem(name, "exit 0")), Item(name + "2", "")})));
+  const std::string start = "[LAUNCHER  ] Start to fork " + name;
+  ASSERT_TRUE(WaitUntil([&] { return !LoggedWith(bundle.recording(), name + " ").empty(); }));
+  ASSERT_TRUE(WaitUntil([&] { return !LoggedWith(bundle.recording(), "program path of " + name).empty(); }));
+  for (const RecordedCall& call : LoggedWith(bundle.recording(), "")) {
+    EXPECT_EQ(call.first.find("50"), std::string::npos) << call.first;
+  }
+  EXPECT_EQ(LoggedWith(bundle.recording(), start)[0].first, "[LAUNCHER  ] Start to fork %s");
+}
+
+// The last fields of a record, with its level: what the launcher has a say in.
+static std::vector<std::string> RealRecords(const Bundle& bundle) {
+  const std::regex form(
+      R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}[+-]\d\d:\d\d ([A-Z]+) +launcher +\d+ +\d+ (\[LAUNCHER  \] .*))");
+  std::vector<std::string> records;
+  for (const std::string& line : ReadLines(bundle.log_file())) {
+    std::smatch match;
+    if (std::regex_match(line, match, form)) {
+      records.push_back(match[1].str() + " " + match[2].str());
+    } else {
+      ADD_FAILURE() << "not a record: " << line;
+    }
+  }
+  return records;
+}
+
+TEST(LogFile, ShowsEndsAtTheDefaultLevelAndStartsToo) {
+  for (const bool with_starts : {false, true}) {
+    const Bundle bundle;
+    if (with_starts) bundle.SetLogLevel("DEBUG");
+    LauncherProcess launcher(bundle, bundle.WriteList(ListOf({RunOnce(ShellItem("once", "exit 3"))})));
+    const size_t expected = with_starts ? 2 : 1;
+    ASSERT_TRUE(WaitUntil([&] { return ReadLines(bundle.log_file()).size() == expected; }));
+    const auto records = RealRecords(bundle);
+    ASSERT_EQ(records.size(), expected);
+    if (with_starts) {
+      EXPECT_EQ(records.front(), "DEBUG [LAUNCHER  ] Start to fork once");
+    }
+    const std::regex end(R"(ERROR \[LAUNCHER  \] once (\d+) is killed\. ret = \1, status = 768)");
+    EXPECT_TRUE(std::regex_match(records.back(), end)) << records.back();
+  }
+}
+
+TEST(LogFile, KeepsARecordOnOneLineWhateverItsNameHolds) {
+  const Bundle bundle;
+  const std::string name = "a\n2026-01-01T00:00:00.000+00:00 ERROR launcher 1 1 [LAUNCHER  ] forged\r\x1b[31m";
+  LauncherProcess launcher(bundle, bundle.WriteList(ListOf({RunOnce(ShellItem(name, "exit 0"))})));
+  ASSERT_TRUE(WaitUntil([&] { return !ReadLines(bundle.log_file()).empty(); }));
+  const auto records = RealRecords(bundle);
+  ASSERT_EQ(records.size(), 1U);
+  EXPECT_NE(records[0].find("a\\n2026"), std::string::npos) << records[0];
+}
+
+TEST(LogFile, IsWrittenByAnUnnamedProductToo) {
+  const Bundle bundle;
+  std::filesystem::remove(bundle.PathOf("Pellux.app/Contents/Resources/qz3api.ini"));
+  const std::string list = bundle.WriteList("{}");
+  const std::string folder = GetHomePath() + "/Library/Logs/qz3log";
+  const bool was_there = std::filesystem::exists(folder);
+  {
+    LauncherProcess launcher(bundle, list);
+    EXPECT_TRUE(WaitUntil([&] { return std::filesystem::exists(folder + "/launcher.log"); }));
+    EXPECT_EQ(launcher.Stop(), 1);
+  }
+  if (!was_there) std::filesystem::remove_all(folder);
+}

@@ -1,0 +1,344 @@
+// How programs are started, watched and started again.
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <csignal>
+#include <filesystem>
+#include <regex>
+#include <set>
+#include <string>
+
+#include "tests/support/bundle.h"
+#include "tests/support/items.h"
+#include "tests/support/launcher_process.h"
+#include "tests/support/recording.h"
+#include "tests/support/wait_until.h"
+
+static std::vector<RecordedCall> StartsOf(const Bundle& bundle, const std::string& name) {
+  return LoggedWith(bundle.recording(), "[LAUNCHER  ] Start to fork " + name);
+}
+
+static std::vector<RecordedCall> EndsOf(const Bundle& bundle, const std::string& name) {
+  std::vector<RecordedCall> ends;
+  for (const RecordedCall& call : LoggedWith(bundle.recording(), "[LAUNCHER  ] " + name + " ")) {
+    if (call.first == "[LAUNCHER  ] %s %d is killed. ret = %d, status = %d") ends.push_back(call);
+  }
+  return ends;
+}
+
+// The raw wait status that the line of an end tells; -1 when pid and ret differ.
+static int StatusOf(const RecordedCall& end) {
+  const std::regex form(R"(\[LAUNCHER  \] .* (\d+) is killed\. ret = \1, status = (\d+))");
+  std::smatch match;
+  return std::regex_match(end.second, match, form) ? std::stoi(match[2].str()) : -1;
+}
+
+// The values of `key` in what report_self wrote.
+static std::vector<std::string> Reported(const std::string& path, const std::string& key) {
+  std::vector<std::string> values;
+  for (const std::string& line : ReadLines(path)) {
+    if (line.rfind(key + "=", 0) == 0) values.push_back(line.substr(key.size() + 1));
+  }
+  return values;
+}
+
+TEST(Restarts, ComeAfterPausesOfOneTwoAndThreeSeconds) {
+  const Bundle bundle(Bundle::Logger::kRecording);
+  LauncherProcess launcher(bundle, bundle.WriteList(ListOf({ShellItem("crash", "exit 1")})));
+  ASSERT_TRUE(WaitUntil([&] { return StartsOf(bundle, "crash").size() == 4; }));
+  const auto starts = StartsOf(bundle, "crash");
+  const auto ends = EndsOf(bundle, "crash");
+  ASSERT_GE(ends.size(), 3U);
+  for (size_t run = 1; run <= 3; ++run) {
+    // From an end to the next start the pause is all that passes; a busy machine only ever adds to it.
+    const int64_t pause = starts[run].milliseconds - ends[run - 1].milliseconds;
+    EXPECT_GE(pause, static_cast<int64_t>(run) * 1000 - 5) << "after run " << run;
+    EXPECT_LT(pause, static_cast<int64_t>(run) * 1000 + 900) << "after run " << run;
+    EXPECT_EQ(starts[run].number, 1);
+    EXPECT_EQ(ends[run - 1].number, 8);
+    EXPECT_EQ(starts[run].process, launcher.pid());
+  }
+}
+
+TEST(Restarts, GrowTheirPausesForProgramsThatEndWell) {
+  const Bundle bundle(Bundle::Logger::kRecording);
+  LauncherProcess launcher(bundle, bundle.WriteList(ListOf({ShellItem("good", "sleep 1; exit 0")})));
+  ASSERT_TRUE(WaitUntil([&] { return StartsOf(bundle, "good").size() == 3; }));
+  const auto starts = StartsOf(bundle, "good");
+  const auto ends = EndsOf(bundle, "good");
+  EXPECT_GE(starts[2].milliseconds - ends[1].milliseconds, 1995);
+  EXPECT_EQ(StatusOf(ends[0]), 0);
+}
+
+TEST(Restarts, DoNotHappenForARunOnceItem) {
+  const Bundle bundle(Bundle::Logger::kRecording);
+  JsonObject not_once = ShellItem("often", "exit 0");
+  not_once.Insert("run_once", JsonObject("false"));
+  const auto list = ListOf({RunOnce(ShellItem("once", "exit 0")), not_once});
+  LauncherProcess launcher(bundle, bundle.WriteList(list));
+  // Run side by side: by the other's third start, at 3 seconds, a second one was long due.
+  ASSERT_TRUE(WaitUntil([&] { return StartsOf(bundle, "often").size() == 3; }));
+  EXPECT_EQ(StartsOf(bundle, "once").size(), 1U);
+  EXPECT_EQ(EndsOf(bundle, "once").size(), 1U);
+  EXPECT_TRUE(launcher.IsRunning());
+}
+
+TEST(EndLines, TellTheRawWaitStatus) {
+  const struct {
+    const char* name;
+    const char* script;
+    int status;
+  } rows[] = {{"exit0", "exit 0", 0},
+              {"exit1", "exit 1", 1 << 8},
+              {"exit255", "exit 255", 255 << 8},
+              {"killed", "kill -KILL $$", SIGKILL},
+              {"terminated", "kill -TERM $$", SIGTERM},
+              {"hangup", "kill -HUP $$", SIGHUP}};
+  const Bundle bundle(Bundle::Logger::kRecording);
+  std::vector<JsonObject> items;
+  for (const auto& row : rows) items.push_back(RunOnce(ShellItem(row.name, row.script)));
+  LauncherProcess launcher(bundle, bundle.WriteList(ListOf(items)));
+  for (const auto& row : rows) {
+    ASSERT_TRUE(WaitUntil([&] { return EndsOf(bundle, row.name).size() == 1; })) << row.name;
+    EXPECT_EQ(StatusOf(EndsOf(bundle, row.name)[0]), row.status) << row.name;
+  }
+}
+
+TEST(Program, GetsItsArgumentsInOrder) {
+  const struct {
+    const char* what;
+    const char* members;
+    std::vector<std::string> expected;  // Behind argv[0].
+  } rows[] = {
+      {"all there", R"("argc": 3, "args": {"0": "@", "1": "a", "2": "b"})", {"@", "a", "b"}},
+      {"missing entries are empty texts", R"("argc": 3, "args": {"0": "@"})", {"@", "", ""}},
+      {"entries at or beyond argc are ignored", R"("argc": 1, "args": {"0": "@", "1": "a"})", {"@"}},
+      {"numbers become texts", R"("argc": 2, "args": {"0": "@", "1": 7})", {"@", "7"}},
+      {"a text is cut at its NUL", R"("argc": 2, "args": {"0": "@", "1": "a\u0000b"})", {"@", "a"}},
+      {"argc is cut to its low 32 bits", R"("argc": 4294967298, "args": {"0": "@", "1": "a"})", {"@", "a"}},
+  };
+  for (const auto& row : rows) {
+    const Bundle bundle(Bundle::Logger::kRecording);
+    const std::string report = bundle.PathOf("report");
+    std::string members = row.members;
+    members.replace(members.find('@'), 1, report);
+    LauncherProcess launcher(
+        bundle, bundle.WriteList(R"({"0": {"name": "r", "program": ")" REPORT_PROGRAM R"(", )" + members + "}}"));
+    ASSERT_TRUE(WaitUntil([&] { return std::filesystem::exists(report); })) << row.what;
+    std::vector<std::string> expected = {REPORT_PROGRAM};
+    for (const std::string& argument : row.expected) expected.push_back(argument == "@" ? report : argument);
+    EXPECT_EQ(Reported(report, "argument"), expected) << row.what;
+    EXPECT_EQ(Reported(report, "count"), std::vector<std::string>{std::to_string(expected.size())}) << row.what;
+  }
+}
+
+// /bin/sh without arguments would read its standard input; closed as that is, it ends at once with status 0. With an
+// argument it would run what the argument says.
+TEST(Program, GetsArgvZeroAloneWithoutAPositiveArgc) {
+  for (const std::string argc : {"", R"("argc": 0,)", R"("argc": -1,)", R"("argc": -2147483648,)"}) {
+    const Bundle bundle(Bundle::Logger::kRecording);
+    LauncherProcess launcher(bundle, bundle.WriteList(R"({"0": {"name": "sh", "program": "/bin/sh", )" + argc +
+                                                      R"("run_once": true, "args": {"0": "-c", "1": "exit 5"}}})"));
+    ASSERT_TRUE(WaitUntil([&] { return EndsOf(bundle, "sh").size() == 1; })) << argc;
+    EXPECT_EQ(StatusOf(EndsOf(bundle, "sh")[0]), 0) << argc;
+  }
+}
+
+TEST(Program, GetsManyArguments) {
+  const Bundle bundle(Bundle::Logger::kRecording);
+  const std::string report = bundle.PathOf("report");
+  LauncherProcess launcher(bundle, bundle.WriteList(R"({"0": {"name": "r", "program": ")" REPORT_PROGRAM
+                                                    R"(", "argc": 10000, "args": {"0": ")" +
+                                                    report + R"("}}})"));
+  ASSERT_TRUE(WaitUntil([&] { return std::filesystem::exists(report); }));
+  EXPECT_EQ(Reported(report, "count"), std::vector<std::string>{"10001"});
+}
+
+TEST(Program, IsNotStartedWithMoreArgumentsThanAnyStackHolds) {
+  const Bundle bundle(Bundle::Logger::kRecording);
+  LauncherProcess launcher(bundle, bundle.WriteList(R"({"0": {"name": "r", "program": "/bin/true", "run_once": true,
+                                                    "argc": 2147483647}})"));
+  // A failed start: the child pauses and ends, "run_once" being its last word.
+  ASSERT_TRUE(WaitUntil([&] { return EndsOf(bundle, "r").size() == 1; }));
+  EXPECT_EQ(StatusOf(EndsOf(bundle, "r")[0]), 0);
+}
+
+TEST(Program, InheritsNoDescriptor) {
+  for (const auto logger : {Bundle::Logger::kReal, Bundle::Logger::kRecording}) {
+    const Bundle bundle(logger);
+    const std::string first = bundle.PathOf("first");
+    const std::string second = bundle.PathOf("second");
+    const auto list = ListOf({Item("a", REPORT_PROGRAM, {first}), Item("b", REPORT_PROGRAM, {second})});
+    LauncherProcess launcher(bundle, bundle.WriteList(list));
+    for (const std::string& report : {first, second}) {
+      ASSERT_TRUE(WaitUntil([&] { return std::filesystem::exists(report); }));
+      EXPECT_EQ(Reported(report, "descriptor"), std::vector<std::string>{});
+    }
+  }
+}
+
+TEST(Program, FindsTheSignalsAsTheLauncherFoundThem) {
+  const Bundle bundle(Bundle::Logger::kRecording);
+  const std::string report = bundle.PathOf("report");
+  LauncherProcess::Options options;
+  options.before_exec = [] {
+    sigset_t mask;
+    (void)sigemptyset(&mask);
+    (void)sigaddset(&mask, SIGUSR1);
+    (void)sigprocmask(SIG_SETMASK, &mask, nullptr);
+    (void)signal(SIGHUP, SIG_IGN);
+  };
+  LauncherProcess launcher(bundle, {"agent", bundle.WriteList(ListOf({Item("r", REPORT_PROGRAM, {report})}))}, options);
+  ASSERT_TRUE(WaitUntil([&] { return std::filesystem::exists(report); }));
+  EXPECT_EQ(Reported(report, "blocked"), std::vector<std::string>{std::to_string(SIGUSR1)});
+  EXPECT_EQ(Reported(report, "not_default"), std::vector<std::string>{});
+}
+
+TEST(Program, EndsOnSigterm) {
+  const Bundle bundle(Bundle::Logger::kRecording);
+  LauncherProcess launcher(bundle, bundle.WriteList(ListOf({ShellItem("self", "kill -TERM $$; sleep 100000")})));
+  ASSERT_TRUE(WaitUntil([&] { return EndsOf(bundle, "self").size() == 1; }));
+  EXPECT_EQ(StatusOf(EndsOf(bundle, "self")[0]), SIGTERM);
+}
+
+// The forked child's end: harmless to the siblings and to the launcher, whether `main` waits already or not.
+TEST(EmptyProgram, IsLoggedInTheChildWhichEndsWithStatusZeroAndIsRestarted) {
+  for (const char* program : {R"("program": "",)", ""}) {
+    const Bundle bundle(Bundle::Logger::kRecording);
+    const std::string report = bundle.PathOf("report");
+    const std::string list = std::string(R"({"0": {"name": "sibling", "program": ")") + REPORT_PROGRAM +
+                             R"(", "argc": 1, "args": {"0": ")" + report + R"("}}, "1": {)" + program +
+                             R"("name": "none"}})";
+    LauncherProcess launcher(bundle, bundle.WriteList(list));
+    ASSERT_TRUE(WaitUntil([&] { return StartsOf(bundle, "none").size() == 3; }));
+    const auto complaints = LoggedWith(bundle.recording(), "[LAUNCHER  ] program path of none is empty");
+    const auto ends = EndsOf(bundle, "none");
+    ASSERT_GE(ends.size(), 2U);
+    ASSERT_GE(complaints.size(), 2U);
+    EXPECT_NE(complaints[0].process, launcher.pid());
+    EXPECT_EQ(complaints[0].number, 8);
+    EXPECT_EQ(StatusOf(ends[0]), 0);
+    EXPECT_EQ(StatusOf(ends[1]), 0);
+    EXPECT_GE(StartsOf(bundle, "none")[2].milliseconds - ends[1].milliseconds, 1995);
+    EXPECT_TRUE(EndsOf(bundle, "sibling").empty());
+    EXPECT_EQ(StartsOf(bundle, "sibling").size(), 1U);
+    EXPECT_EQ(launcher.Stop(), 1);
+  }
+}
+
+TEST(FailedExec, OfARunOnceItemEndsTheChildWithStatusZeroAndHarmsNobody) {
+  const Bundle bundle(Bundle::Logger::kRecording);
+  const auto list = ListOf({SleepingItem("sibling"), RunOnce(Item("missing", "/nonexistent/program"))});
+  LauncherProcess launcher(bundle, bundle.WriteList(list));
+  ASSERT_TRUE(WaitUntil([&] { return EndsOf(bundle, "missing").size() == 1; }));
+  EXPECT_EQ(StatusOf(EndsOf(bundle, "missing")[0]), 0);
+  EXPECT_EQ(EndsOf(bundle, "missing")[0].process, launcher.pid());
+  EXPECT_TRUE(EndsOf(bundle, "sibling").empty());
+  EXPECT_EQ(launcher.Stop(), 1);
+}
+
+TEST(FailedExec, LeavesTheChildAsASecondSupervisor) {
+  const Bundle bundle(Bundle::Logger::kRecording);
+  LauncherProcess launcher(bundle, bundle.WriteList(ListOf({Item("missing", "/nonexistent/program")})));
+  // The launcher starts it once and waits; each child starts the next after its own pause.
+  ASSERT_TRUE(WaitUntil([&] { return StartsOf(bundle, "missing").size() == 3; }));
+  const auto starts = StartsOf(bundle, "missing");
+  std::set<pid_t> processes;
+  for (const RecordedCall& start : starts) processes.insert(start.process);
+  EXPECT_EQ(processes.size(), 3U);
+  EXPECT_EQ(starts[0].process, launcher.pid());
+  EXPECT_GE(starts[1].milliseconds - starts[0].milliseconds, 995);
+  EXPECT_GE(starts[2].milliseconds - starts[1].milliseconds, 1995);
+  EXPECT_TRUE(EndsOf(bundle, "missing").empty());
+}
+
+TEST(FailedExec, TriesAgainInTheSecondSupervisor) {
+  const Bundle bundle(Bundle::Logger::kRecording);
+  const std::string program = bundle.PathOf("late");
+  LauncherProcess launcher(bundle, bundle.WriteList(ListOf({Item("late", program)})));
+  ASSERT_TRUE(WaitUntil([&] { return StartsOf(bundle, "late").size() == 1; }));
+  // The launcher's own attempt fails; when the second supervisor starts, the program is there.
+  WriteFile(program + ".unfinished", "#!/bin/sh\nexit 4\n");
+  std::filesystem::permissions(program + ".unfinished", std::filesystem::perms::owner_all);
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  std::filesystem::rename(program + ".unfinished", program);
+  ASSERT_TRUE(WaitUntil([&] { return EndsOf(bundle, "late").size() == 1; }));
+  EXPECT_NE(EndsOf(bundle, "late")[0].process, launcher.pid());
+  EXPECT_EQ(StatusOf(EndsOf(bundle, "late")[0]), 4 << 8);
+}
+
+TEST(BadItem, WithAProgramThatIsAnObjectEndsTheWholeLauncher) {
+  const Bundle bundle(Bundle::Logger::kRecording);
+  LauncherProcess launcher(bundle, bundle.WriteList(R"({"0": {"name": "a", "program": {}}})"));
+  const std::optional<int> status = launcher.WaitStatus();
+  ASSERT_TRUE(status);
+  EXPECT_EQ(*status & 0x7F, SIGABRT);
+}
+
+TEST(BadItem, WithArgumentsInAnArrayEndsOnlyTheChild) {
+  const Bundle bundle(Bundle::Logger::kRecording);
+  LauncherProcess launcher(bundle, bundle.WriteList(R"({"0": {"name": "a", "program": "/bin/true", "argc": 1,
+                                                    "args": ["x"]}})"));
+  ASSERT_TRUE(WaitUntil([&] { return EndsOf(bundle, "a").size() == 2; }));
+  EXPECT_EQ(StatusOf(EndsOf(bundle, "a")[0]) & 0x7F, SIGABRT);
+  EXPECT_TRUE(launcher.IsRunning());
+}
+
+TEST(Enumeration, EndsAtTheFirstMissingNumber) {
+  const Bundle bundle(Bundle::Logger::kRecording);
+  JsonObject list = JsonObject::GetEmptyObject();
+  list.Insert("0", SleepingItem("zero"));
+  list.Insert("2", SleepingItem("two"));
+  LauncherProcess launcher(bundle, bundle.WriteList(list.ToText()));
+  ASSERT_TRUE(WaitUntil([&] { return StartsOf(bundle, "zero").size() == 1; }));
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  EXPECT_EQ(LoggedWith(bundle.recording(), "Start to fork").size(), 1U);
+}
+
+TEST(Enumeration, SkipsAnItemWithoutNameAndGoesOn) {
+  const Bundle bundle(Bundle::Logger::kRecording);
+  LauncherProcess launcher(bundle, bundle.WriteList(R"({"0": {"program": "/bin/true"},
+      "1": {"name": "one", "program": "/bin/sleep", "argc": 1, "args": {"0": "100000"}}})"));
+  ASSERT_TRUE(WaitUntil([&] { return StartsOf(bundle, "one").size() == 1; }));
+  EXPECT_EQ(LoggedWith(bundle.recording(), "[LAUNCHER  ] There is an item has no name.").size(), 1U);
+  EXPECT_EQ(LoggedWith(bundle.recording(), "Start to fork").size(), 1U);
+}
+
+// A supervisor that is destroyed before its fork has returned would pass 0, the launcher's process group, to `kill`.
+// Slow forks make sure that this would happen.
+TEST(SameName, ReplacesTheEarlierItemAHundredTimesOutOfAHundred) {
+  const Bundle bundle(Bundle::Logger::kRecording);
+  bundle.SetLogLevel("DEBUG");
+  constexpr int kRounds = 5;
+  constexpr int kLaunchers = 20;
+  // The item without a name is logged when the replacement is complete, directly before `main` waits.
+  const std::string list =
+      bundle.WriteList(ListOf({SleepingItem("twin"), SleepingItem("twin"), JsonObject::GetEmptyObject()}));
+  for (int round = 0; round < kRounds; ++round) {
+    std::vector<std::unique_ptr<LauncherProcess>> launchers;
+    LauncherProcess::Options options;
+    if (round % 2 == 1) options.environment["RECORDING_FORK_DELAY_MS"] = "100";
+    for (int i = 0; i < kLaunchers; ++i) {
+      launchers.push_back(std::make_unique<LauncherProcess>(bundle, std::vector<std::string>{"agent", list}, options));
+    }
+    for (const auto& launcher : launchers) {
+      const auto lines_of = [&](const std::vector<RecordedCall>& calls) {
+        return std::count_if(calls.begin(), calls.end(),
+                             [&](const RecordedCall& call) { return call.process == launcher->pid(); });
+      };
+      ASSERT_TRUE(WaitUntil([&] { return lines_of(LoggedWith(bundle.recording(), "has no name")) == 1; }));
+      EXPECT_EQ(lines_of(EndsOf(bundle, "twin")), 1);
+      EXPECT_EQ(lines_of(StartsOf(bundle, "twin")), 2);
+      for (const RecordedCall& end : EndsOf(bundle, "twin")) EXPECT_EQ(StatusOf(end), SIGKILL);
+      EXPECT_TRUE(launcher->IsRunning());
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    for (const auto& launcher : launchers) launcher->Signal(SIGTERM);
+    for (const auto& launcher : launchers) {
+      EXPECT_EQ(launcher->ExitStatus(), 1);
+      EXPECT_TRUE(WaitUntil([&] { return launcher->NobodyLeft(); }));
+    }
+  }
+}

@@ -1,0 +1,70 @@
+#include "tests/support/bundle.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "common/settings/paths.h"
+#include "tests/support/files.h"
+
+namespace fs = std::filesystem;
+
+// Holds a lock, shared with other running tests, as long as the test program runs. The last one to end removes what the
+// bundles' folders stood in, as far as it is empty: nobody can be about to use it then.
+class SharedHomeFolders {
+ public:
+  SharedHomeFolders() {
+    const auto path = fs::temp_directory_path() / ("pellux-tests-home-" + std::to_string(getuid()));
+    lock = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    (void)flock(lock, LOCK_SH);
+  }
+  ~SharedHomeFolders() {
+    if (flock(lock, LOCK_EX | LOCK_NB) == 0) {
+      for (const char* folder : {"/Library/Logs", "/Library/Application Support", "/Library"}) {
+        (void)rmdir((GetHomePath() + folder).c_str());
+      }
+    }
+    (void)close(lock);
+  }
+
+ private:
+  int lock;
+};
+
+static std::string UniqueSdkName() {
+  static int count = 0;
+  return "PelluxTest-" + std::to_string(getpid()) + "-" + std::to_string(++count);
+}
+
+Bundle::Bundle(Logger which) : sdk_name(UniqueSdkName()) {
+  static const SharedHomeFolders home_folders;
+  fs::copy(BUILT_BUNDLE, temp.path() + "/Pellux.app", fs::copy_options::recursive);
+  const std::string contents = temp.path() + "/Pellux.app/Contents";
+  WriteFile(contents + "/Resources/qz3api.ini", "[SDK]\nNAME=" + sdk_name + "\n");
+  if (which == Logger::kRecording) {
+    const std::string library = contents + "/Frameworks/" + fs::path(LIBLOGGER).filename().string();
+    fs::copy_file(RECORDING_LIBLOGGER, library, fs::copy_options::overwrite_existing);
+  }
+}
+
+Bundle::~Bundle() {
+  std::error_code ignored;
+  fs::remove_all(log_folder(), ignored);
+  fs::remove_all(settings_folder(), ignored);
+}
+
+void Bundle::SetLogLevel(const std::string& level) const {
+  fs::create_directories(settings_folder());
+  WriteFile(settings_folder() + "/log.ini", "[LOG]\nLEVEL=" + level + "\n");
+}
+
+std::string Bundle::WriteList(const std::string& text) const {
+  WriteFile(PathOf("list.json"), text);
+  return PathOf("list.json");
+}
+
+std::string Bundle::log_folder() const { return GetHomePath() + "/Library/Logs/" + sdk_name; }
+
+std::string Bundle::settings_folder() const { return GetHomePath() + "/Library/Application Support/" + sdk_name; }

@@ -1,0 +1,48 @@
+// A running launcher, in a session of its own, that is gone with everything it started when the object is.
+#pragma once
+
+#include <sys/types.h>
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tests/support/bundle.h"
+
+class LauncherProcess {
+ public:
+  struct Options {
+    std::map<std::string, std::string> environment;  // Added to the test's own.
+    std::function<void()> before_exec;               // Runs in the new process.
+  };
+
+  // Starts the bundle's launcher with `arguments` behind argv[0].
+  LauncherProcess(const Bundle& bundle, const std::vector<std::string>& arguments, const Options& options = {});
+  // Starts it as "agent" on `list`.
+  LauncherProcess(const Bundle& bundle, const std::string& list);
+  ~LauncherProcess();
+  LauncherProcess(const LauncherProcess&) = delete;
+  LauncherProcess& operator=(const LauncherProcess&) = delete;
+
+  // Waits for the end and returns the raw wait status, or nothing when the launcher is still running at the deadline.
+  std::optional<int> WaitStatus();
+  // The same for a launcher that is expected to exit: its exit status, or -1.
+  int ExitStatus();
+  bool IsRunning();
+
+  void Signal(int number) const;
+  // Signals, waits and returns the exit status, or -1.
+  int Stop();
+
+  // Whether no process is left in the launcher's process group.
+  bool NobodyLeft() const;
+
+  pid_t pid() const { return id; }
+
+ private:
+  pid_t id = -1;
+  std::optional<int> status;
+  std::string sanitizer_report;
+};

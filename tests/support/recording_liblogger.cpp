@@ -1,0 +1,94 @@
+// Takes liblogger's place in a copied bundle and writes down, exactly as they come, the calls that the launcher makes:
+// those of the logging library, and those of `syslog`, which the launcher finds here before it finds the system's.
+//
+// One line a call into the file that the environment variable RECORDING names, fields separated by tabs:
+//   milliseconds  process  call  number  text  text
+// RECORDING_FAILS makes InitLogger fail; RECORDING_FORK_DELAY_MS makes every fork that much slower, on the parent's
+// side before it and after it.
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <thread>
+
+#include "liblogger/liblogger.h"
+
+// Like the real library it must serve forked children, so it uses no stdio stream and takes no lock.
+static void Record(const char* call, int number, const char* first, const char* second) {
+  static const char* const path = getenv("RECORDING");
+  if (path == nullptr) return;
+  const int saved_errno = errno;
+  timespec now = {};
+  (void)clock_gettime(CLOCK_MONOTONIC, &now);
+  char line[4096];
+  const int length = snprintf(line, sizeof(line), "%lld\t%d\t%s\t%d\t%s\t%s\n",
+                              static_cast<long long>(now.tv_sec) * 1000 + now.tv_nsec / 1000000, getpid(), call, number,
+                              first, second);
+  // Moved out of the way of 0, 1 and 2, which the launcher has closed: a fork meanwhile must not hand it on.
+  const int low = open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
+  const int file = fcntl(low, F_DUPFD_CLOEXEC, 100);
+  (void)close(low);
+  if (file >= 0) {
+    (void)!write(file, line, static_cast<size_t>(length));
+    (void)close(file);
+  }
+  errno = saved_errno;
+}
+
+class RecordingLog final : public ILog {
+ public:
+  __attribute__((format(printf, 3, 0))) void LogV(LOGLEVEL level, const char* format, va_list arguments) override {
+    char text[2048];
+    (void)vsnprintf(text, sizeof(text), format, arguments);
+    Record("LogV", level, format, text);
+  }
+};
+
+extern "C" {
+
+int InitLogger(const char* location) {
+  Record("InitLogger", 0, location, "");
+  return getenv("RECORDING_FAILS") != nullptr ? EACCES : 0;
+}
+
+int GetLogger(int reserved, const char* module, LOGLEVEL level, ILog** log) {
+  char level_text[16];
+  (void)snprintf(level_text, sizeof(level_text), "%d", level);
+  Record("GetLogger", reserved, module, level_text);
+  *log = new RecordingLog;
+  return 0;
+}
+
+static const char* StandardStreams() {
+  const bool any_is_open = fcntl(0, F_GETFD) != -1 || fcntl(1, F_GETFD) != -1 || fcntl(2, F_GETFD) != -1;
+  return any_is_open ? "open" : "closed";
+}
+
+__attribute__((visibility("default"))) void syslog(int priority, const char* format, ...) {
+  Record("syslog", priority, format, StandardStreams());
+}
+
+// What `syslog` becomes where the C library's fortified headers are in use.
+__attribute__((visibility("default"))) void __syslog_chk(int priority, int, const char* format, ...) {
+  Record("syslog", priority, format, StandardStreams());
+}
+
+__attribute__((visibility("default"))) pid_t fork(void) {
+  static const char* const delay = getenv("RECORDING_FORK_DELAY_MS");
+  static const auto system_fork = reinterpret_cast<pid_t (*)()>(dlsym(RTLD_NEXT, "fork"));
+  const auto pause = std::chrono::milliseconds(delay != nullptr ? atoi(delay) : 0);
+  std::this_thread::sleep_for(pause);
+  const pid_t pid = system_fork();
+  if (pid > 0) std::this_thread::sleep_for(pause);
+  return pid;
+}
+
+}  // extern "C"
