@@ -1,0 +1,57 @@
+// The first process of a PID namespace in which a launcher's fork fails for real:
+//   failing_fork_scene LAUNCHER LIST RECORDING USER
+// A bystander and the launcher run as USER, who may have just as many processes as they are, the supervisor's thread
+// counted. When the failure has been recorded, the launcher gets SIGTERM. Prints "launcher=STATUS bystander=STATUS",
+// raw wait statuses, the bystander's being 0 when it was still alive.
+
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+static void BecomeUser(const char* user) {
+  constexpr rlimit kThreeTasks = {3, 3};
+  const auto id = static_cast<uid_t>(atoi(user));
+  (void)setsid();
+  if (setrlimit(RLIMIT_NPROC, &kThreeTasks) != 0 || setgid(id) != 0 || setuid(id) != 0) _exit(126);
+}
+
+static bool FileContains(const char* path, const char* text) {
+  std::ifstream file(path);
+  const std::string content{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  return content.find(text) != std::string::npos;
+}
+
+int main(int argc, char** argv) {
+  if (argc != 5 || getpid() != 1) return 2;
+  const char* const launcher_path = argv[1];
+  const char* const list = argv[2];
+  const char* const recording = argv[3];
+
+  const pid_t bystander = fork();
+  if (bystander == 0) {
+    BecomeUser(argv[4]);
+    for (;;) pause();
+  }
+  const pid_t launcher = fork();
+  if (launcher == 0) {
+    BecomeUser(argv[4]);
+    (void)execl(launcher_path, launcher_path, "agent", list, nullptr);
+    _exit(127);
+  }
+  for (int tries = 0; tries < 2000 && !FileContains(recording, "Failed to fork"); ++tries) usleep(10000);
+  usleep(300000);
+  (void)kill(launcher, SIGTERM);
+  int launcher_status = 0;
+  (void)waitpid(launcher, &launcher_status, 0);
+  int bystander_status = 0;
+  (void)waitpid(bystander, &bystander_status, WNOHANG);
+  printf("launcher=%d bystander=%d\n", launcher_status, bystander_status);
+  return 0;
+}
