@@ -334,7 +334,7 @@ TEST(SameName, ReplacesTheEarlierItemAHundredTimesOutOfAHundred) {
       for (const RecordedCall& end : EndsOf(bundle, "twin")) EXPECT_EQ(StatusOf(end), SIGKILL);
       EXPECT_TRUE(launcher->IsRunning());
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    for (const auto& launcher : launchers) launcher->WaitUntilItWaits();
     for (const auto& launcher : launchers) launcher->Signal(SIGTERM);
     for (const auto& launcher : launchers) {
       EXPECT_EQ(launcher->ExitStatus(), 1);

@@ -27,20 +27,11 @@ static size_t CountLogged(const Bundle& bundle, const std::string& part) {
   return LoggedWith(bundle.recording(), part).size();
 }
 
-// The launcher has read its list, started everything and waits. Nothing it says tells that it waits, but its main
-// thread sleeps when it does.
-static void WaitUntilItWaits(const Bundle& bundle, size_t children) {
-  ASSERT_TRUE(WaitUntil([&] {
-    return ReadRecording(bundle.recording()).size() >= 2 && CountLogged(bundle, "Start to fork") >= children;
-  }));
-  std::this_thread::sleep_for(std::chrono::milliseconds(300));
-}
-
 TEST(Sigterm, EndsALauncherWithNoneOneOrThreeChildrenInOrder) {
   for (const int children : {0, 1, 3}) {
     const Bundle bundle(Bundle::Logger::kRecording);
     LauncherProcess launcher(bundle, bundle.WriteList(SleepingList(children)));
-    WaitUntilItWaits(bundle, static_cast<size_t>(children));
+    launcher.WaitUntilItWaits(children);
     EXPECT_EQ(launcher.Stop(), 1) << children;
     EXPECT_EQ(CountLogged(bundle, "status = 9"), static_cast<size_t>(children));
     EXPECT_TRUE(WaitUntil([&] { return launcher.NobodyLeft(); }));
@@ -50,7 +41,7 @@ TEST(Sigterm, EndsALauncherWithNoneOneOrThreeChildrenInOrder) {
 TEST(Sigterm, TakesTheSumOfTheChildrensPauses) {
   const Bundle bundle(Bundle::Logger::kRecording);
   LauncherProcess launcher(bundle, bundle.WriteList(SleepingList(3)));
-  WaitUntilItWaits(bundle, 3);
+  launcher.WaitUntilItWaits(3);
   const auto start = Clock::now();
   EXPECT_EQ(launcher.Stop(), 1);
   // Each is in its first run; killed one after the other, each pauses for its second.
@@ -73,7 +64,7 @@ TEST(Sigterm, TwiceInARowIsAsGoodAsOnce) {
   for (const int children : {0, 2}) {
     const Bundle bundle(Bundle::Logger::kRecording);
     LauncherProcess launcher(bundle, bundle.WriteList(SleepingList(children)));
-    WaitUntilItWaits(bundle, static_cast<size_t>(children));
+    launcher.WaitUntilItWaits(children);
     launcher.Signal(SIGTERM);
     launcher.Signal(SIGTERM);
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
@@ -94,7 +85,7 @@ TEST(Sigterm, AtFiftyRandomMomentsAfterTheStartAlwaysEndsWithOne) {
     for (int i = 0; i < 10; ++i) launchers.push_back(std::make_unique<LauncherProcess>(bundle, list));
     const size_t started = static_cast<size_t>(round + 1) * 10;
     ASSERT_TRUE(WaitUntil([&] { return CountLogged(bundle, "Start to fork once") == started; }));
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    for (const auto& launcher : launchers) launcher->WaitUntilItWaits(3);
     for (const auto& launcher : launchers) {
       std::this_thread::sleep_for(std::chrono::milliseconds(random() % 150));
       launcher->Signal(SIGTERM);
@@ -119,7 +110,7 @@ static std::vector<pid_t> ThreadsOf(pid_t process) {
 TEST(Sigterm, DirectedAtASupervisorsThreadDoesNotReachTheHandlerThere) {
   const Bundle bundle(Bundle::Logger::kRecording);
   LauncherProcess launcher(bundle, bundle.WriteList(SleepingList(2)));
-  WaitUntilItWaits(bundle, 2);
+  launcher.WaitUntilItWaits(2);
   int directed = 0;
   for (const pid_t thread : ThreadsOf(launcher.pid())) {
     if (thread == launcher.pid()) continue;
@@ -205,7 +196,7 @@ TEST(OtherSignals, EndTheLauncherByTheirDefaultActionWithoutCleanUp) {
   for (const int number : {SIGHUP, SIGINT}) {
     const Bundle bundle(Bundle::Logger::kRecording);
     LauncherProcess launcher(bundle, bundle.WriteList(SleepingList(1)));
-    WaitUntilItWaits(bundle, 1);
+    launcher.WaitUntilItWaits(1);
     launcher.Signal(number);
     const std::optional<int> status = launcher.WaitStatus();
     ASSERT_TRUE(status);

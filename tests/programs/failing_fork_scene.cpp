@@ -51,7 +51,7 @@ int main(int argc, char** argv) {
   int launcher_status = 0;
   (void)waitpid(launcher, &launcher_status, 0);
   int bystander_status = 0;
-  (void)waitpid(bystander, &bystander_status, WNOHANG);
+  for (int tries = 0; tries < 200 && waitpid(bystander, &bystander_status, WNOHANG) == 0; ++tries) usleep(10000);
   printf("launcher=%d bystander=%d\n", launcher_status, bystander_status);
   return 0;
 }

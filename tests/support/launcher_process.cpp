@@ -10,6 +10,7 @@
 #include <filesystem>
 
 #include "tests/support/files.h"
+#include "tests/support/recording.h"
 #include "tests/support/test_process.h"
 #include "tests/support/wait_until.h"
 
@@ -23,7 +24,7 @@ static void AppendOption(const char* variable, const std::string& option) {
 
 LauncherProcess::LauncherProcess(const Bundle& bundle, const std::vector<std::string>& arguments,
                                  const Options& options)
-    : sanitizer_report(bundle.PathOf("sanitizer")) {
+    : recording(bundle.recording()), sanitizer_report(bundle.PathOf("sanitizer")) {
   const std::string program = bundle.launcher();
   std::vector<char*> argv = {const_cast<char*>(program.c_str())};
   for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
@@ -33,7 +34,7 @@ LauncherProcess::LauncherProcess(const Bundle& bundle, const std::vector<std::st
 
   (void)setsid();
   EndWithParent(SIGTERM);
-  (void)setenv("RECORDING", bundle.recording().c_str(), 1);
+  (void)setenv("RECORDING", recording.c_str(), 1);
   for (const auto& [name, value] : options.environment) (void)setenv(name.c_str(), value.c_str(), 1);
   AppendOption("ASAN_OPTIONS", "log_path=" + sanitizer_report);
   AppendOption("TSAN_OPTIONS", "log_path=" + sanitizer_report);
@@ -87,7 +88,22 @@ bool LauncherProcess::IsRunning() {
 
 void LauncherProcess::Signal(int number) const { ASSERT_EQ(kill(id, number), 0); }
 
+void LauncherProcess::WaitUntilItWaits(int starts) const {
+  EXPECT_TRUE(WaitUntil([&] {
+    int started = 0;
+    for (const RecordedCall& call : LoggedWith(recording, "Start to fork")) started += call.process == id ? 1 : 0;
+    return started >= starts;
+  }));
+  // Once could be a lock that is held for a moment.
+  int times_in_a_row = 0;
+  EXPECT_TRUE(WaitUntil([&] {
+    times_in_a_row = MainThreadWaits(id) ? times_in_a_row + 1 : 0;
+    return times_in_a_row == 20;
+  }));
+}
+
 int LauncherProcess::Stop() {
+  WaitUntilItWaits();
   Signal(SIGTERM);
   return ExitStatus();
 }

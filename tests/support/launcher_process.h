@@ -33,7 +33,11 @@ class LauncherProcess {
   bool IsRunning();
 
   void Signal(int number) const;
-  // Signals, waits and returns the exit status, or -1.
+
+  // Returns when the launcher has, as far as a recording tells, started `starts` programs, and `main` waits for
+  // SIGTERM; one that came earlier would wake nobody. For lists in which no item replaces another.
+  void WaitUntilItWaits(int starts = 0) const;
+  // Sends SIGTERM when `main` waits and returns the exit status, or -1.
   int Stop();
 
   // Whether no process is left in the launcher's process group.
@@ -44,5 +48,6 @@ class LauncherProcess {
  private:
   pid_t id = -1;
   std::optional<int> status;
+  std::string recording;
   std::string sanitizer_report;
 };

@@ -1,6 +1,8 @@
 // What the platform offers to keep a test's processes together.
 #pragma once
 
+#include <sys/types.h>
+
 // Makes the test program the new parent of what its launchers leave behind, where the platform allows that, so that a
 // test can reap it whatever the machine's init process does.
 void AdoptOrphans();
@@ -8,3 +10,6 @@ void AdoptOrphans();
 // Has the calling process receive `signal_number` when its parent ends, so that a test program that is killed leaves
 // nothing behind. Does nothing where the platform has no such thing.
 void EndWithParent(int signal_number);
+
+// Returns whether the main thread of `process` is waiting for another thread to wake it, as far as the platform tells.
+bool MainThreadWaits(pid_t process);
