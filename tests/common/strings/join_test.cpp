@@ -1,0 +1,24 @@
+#include "common/strings/join.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+TEST(Join, PutsTheSeparatorBetweenItems) {
+  const struct {
+    std::vector<std::string> items;
+    std::string separator;
+    std::string expected;
+  } rows[] = {
+      {{"a", "b", "c"}, ", ", "a, b, c"},
+      {{"a"}, ", ", "a"},
+      {{"a", "b", "c"}, "", "abc"},
+      {{""}, ", ", ""},
+      {{"", ""}, ", ", ", "},
+      {{"", "a", ""}, "-", "-a-"},
+      {{std::string("a\0b", 3), "c"}, std::string(1, '\0'), std::string("a\0b\0c", 5)},
+  };
+  for (const auto& row : rows) EXPECT_EQ(join(row.items, row.separator), row.expected) << "result: " << row.expected;
+}
+
+TEST(Join, ThrowsWhenThereIsNothingToJoin) { EXPECT_THROW(join({}, ", "), std::out_of_range); }
