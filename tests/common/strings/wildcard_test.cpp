@@ -1,0 +1,254 @@
+#include "common/strings/wildcard.h"
+
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <clocale>
+#include <cstring>
+#include <cwctype>
+#include <random>
+#include <string>
+#include <vector>
+
+static std::wstring Widen(const std::string& text) { return {text.begin(), text.end()}; }
+
+TEST(IsNameInExpression, AnswersAsTheTableSaysInBothWidths) {
+  const struct {
+    const char* expression;
+    const char* name;
+    bool expected;
+  } rows[] = {
+      {"", "", true},
+      {"", "a", false},
+      {"*", "", true},
+      {"*", "abc", true},
+      {"**", "", true},
+      {"?", "", false},
+      {"??", "a", false},
+      {"a?", "a", false},
+      {"*?", "", false},
+      {"*?", "a", true},
+      {"*a", "aaa", true},
+      {"*.txt", ".txt", true},
+      {"*.txt", "a.txt.bak", false},
+      {"*.*", "abc", false},
+      {"*.*", "a.b", true},
+      {"<.txt", "a.b.txt", true},
+      {"<.b", "a.b", true},
+      {"<", "a.b", false},
+      {"<", "", true},
+      {"<", "abc", false},
+      {"a<", "abc", true},
+      {"*<", "abc", true},
+      {"<c", "abc", false},
+      {"<\"*", "abc", true},
+      {"<.<", "a.b.c", true},
+      {">", "a", true},
+      {">", "", false},
+      {">", ".", false},
+      {"a>", "a", false},
+      {">>", "a.b", false},
+      {">.>", "a.b", true},
+      {">?", "..", true},
+      {"a\"", "a", true},
+      {"a\"", "a.", true},
+      {"a\"b", "ab", true},
+      {"a\"b", "a.b", true},
+      {"?*", "", true},
+      {">*", "", true},
+      {"a?*", "a", true},
+      {"?a", "", false},
+      {"A*", "abc", false},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(IsNameInExpressionA(row.expression, row.name, false), row.expected)
+        << row.expression << " / " << row.name;
+    EXPECT_EQ(IsNameInExpression(Widen(row.expression).c_str(), Widen(row.name).c_str(), false), row.expected)
+        << row.expression << " / " << row.name << ", wide";
+  }
+}
+
+TEST(IsNameInExpression, IgnoresCaseOnRequest) {
+  EXPECT_TRUE(IsNameInExpressionA("A*", "abc", true));
+  EXPECT_TRUE(IsNameInExpression(L"A*", L"abc", true));
+  EXPECT_TRUE(IsNameInExpressionA("*.TxT", "a.tXt", true));
+  EXPECT_TRUE(IsNameInExpression(L"*.TxT", L"a.tXt", true));
+  EXPECT_TRUE(IsNameInExpressionA("<B*cD", "ab.CdXcd", true)) << "in what wildcards try, too";
+}
+
+// What the wildcards mean, told on whole strings: whether `expression` from `p` on takes `name` from `n` on, when
+// positions count from `start`. Every character of the name is asked for with `at`, which checks its bounds.
+static bool MeansMatch(const std::string& expression, size_t p, const std::string& name, size_t start, size_t n,
+                       bool ignore_case) {
+  const size_t length = name.size();
+  const auto carry_on = [&](size_t next) { return MeansMatch(expression, p + 1, name, start, next, ignore_case); };
+  const auto starts_anew_before = [&](size_t stop) {
+    for (size_t k = n; k < stop; ++k) {
+      if (MeansMatch(expression, p + 1, name, k, k, ignore_case)) return true;
+    }
+    return false;
+  };
+  const auto upper_case = [ignore_case](char c) {
+    return ignore_case && c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+  };
+
+  if (expression.substr(p) == "*") return true;
+  if (p == expression.size()) return n == length;
+  const char wanted = expression.at(p);
+  if (wanted == '?') return carry_on(n + 1);
+  if (n > length) return false;
+  if (wanted == '*') return starts_anew_before(length) || carry_on(length);
+  if (wanted == '"') return carry_on(n < length && name.at(n) == '.' ? n + 1 : n);
+  if (wanted == '<') {
+    const size_t dot = name.rfind('.');
+    const bool dot_ahead = dot != std::string::npos && dot >= n;
+    if (!dot_ahead && n == start) return carry_on(n);
+    const size_t stop = dot_ahead ? dot : length;
+    return starts_anew_before(stop) || carry_on(stop);
+  }
+  if (wanted == '>') {
+    const bool last_dot = n < length && n == name.rfind('.');
+    return carry_on(last_dot ? n : n + 1);
+  }
+  return n < length && upper_case(wanted) == upper_case(name.at(n)) && carry_on(n + 1);
+}
+
+// Calls `use` with every text of up to `longest` characters of `alphabet`.
+template <typename Use>
+static void ForEachText(const std::string& alphabet, size_t longest, Use use) {
+  std::vector<std::string> texts = {""};
+  for (size_t i = 0; i < texts.size(); ++i) {
+    use(texts[i]);
+    if (texts[i].size() == longest) continue;
+    for (const char c : alphabet) texts.push_back(texts[i] + c);
+  }
+}
+
+static void CheckAgainstTheMeaning(const std::string& expression, const std::string& name) {
+  for (const bool ignore_case : {false, true}) {
+    const bool expected = MeansMatch(expression, 0, name, 0, 0, ignore_case);
+    ASSERT_EQ(IsNameInExpressionA(expression.c_str(), name.c_str(), ignore_case), expected)
+        << expression << " / " << name << ", ignore case: " << ignore_case;
+    ASSERT_EQ(IsNameInExpression(Widen(expression).c_str(), Widen(name).c_str(), ignore_case), expected)
+        << expression << " / " << name << ", ignore case: " << ignore_case << ", wide";
+  }
+}
+
+TEST(IsNameInExpression, AgreesWithTheMeaningOfAllShortExpressions) {
+  std::vector<std::string> names;
+  ForEachText("aA.", 4, [&names](const std::string& name) { names.push_back(name); });
+  ForEachText("aA.*?<>\"", 4, [&names](const std::string& expression) {
+    for (const std::string& name : names) CheckAgainstTheMeaning(expression, name);
+  });
+}
+
+TEST(IsNameInExpression, AgreesWithTheMeaningOfLongerExpressions) {
+  std::mt19937 random(20240229);
+  const auto text_of = [&random](const std::string& alphabet, size_t longest) {
+    std::string text;
+    for (size_t length = random() % (longest + 1); text.size() < length;) {
+      text.push_back(alphabet[random() % alphabet.size()]);
+    }
+    return text;
+  };
+  int matches = 0;
+  for (int i = 0; i < 20000; ++i) {
+    const std::string expression = text_of("aaAb.?<>\"*", 10);
+    const std::string name = text_of("aab.A", 12);
+    CheckAgainstTheMeaning(expression, name);
+    if (MeansMatch(expression, 0, name, 0, 0, true)) ++matches;
+  }
+  EXPECT_GT(matches, 200) << "the expressions should not all miss";
+}
+
+TEST(IsNameInExpression, FoldsOnlyAsciiInTheNarrowVariant) {
+  const std::string wildcards = "*?<>\"";
+  const auto upper_case = [](int byte) { return byte >= 'a' && byte <= 'z' ? byte - 'a' + 'A' : byte; };
+  for (int wanted = 1; wanted < 256; ++wanted) {
+    if (wildcards.find(static_cast<char>(wanted)) != std::string::npos) continue;
+    const char expression[] = {static_cast<char>(wanted), '\0'};
+    for (int byte = 1; byte < 256; ++byte) {
+      const char name[] = {static_cast<char>(byte), '\0'};
+      ASSERT_EQ(IsNameInExpressionA(expression, name, true), upper_case(wanted) == upper_case(byte))
+          << wanted << " / " << byte;
+      ASSERT_EQ(IsNameInExpressionA(expression, name, false), wanted == byte) << wanted << " / " << byte;
+    }
+  }
+}
+
+TEST(IsNameInExpression, CountsBytesInTheNarrowVariantAndCodePointsInTheWideOne) {
+  EXPECT_FALSE(IsNameInExpressionA("?", "\xC3\xA9", false));
+  EXPECT_TRUE(IsNameInExpressionA("??", "\xC3\xA9", false));
+  EXPECT_TRUE(IsNameInExpressionA(">>", "\xC3\xA9", false));
+  EXPECT_TRUE(IsNameInExpression(L"?", L"\x1F600", false));
+  EXPECT_TRUE(IsNameInExpression(L"\x1F600>", L"\x1F600\xE9", false));
+}
+
+TEST(IsNameInExpression, ComparesTheWholeWideCharacter) {
+  // In their lowest byte or half these are 'A', '*', '.' and the terminator.
+  EXPECT_FALSE(IsNameInExpression(L"\x10041", L"A", true));
+  EXPECT_FALSE(IsNameInExpression(L"\x12A", L"abc", false));
+  EXPECT_TRUE(IsNameInExpression(L"\x1002A", L"\x1002A", false));
+  EXPECT_FALSE(IsNameInExpression(L"a\"", L"a\x12E", false));
+  EXPECT_FALSE(IsNameInExpression(L"a", L"a\x10000", false));
+  EXPECT_FALSE(IsNameInExpression(L"a\x100", L"a", false));
+}
+
+TEST(IsNameInExpression, FoldsWideCharactersAsTheLocaleDoes) {
+  const auto expect_the_locales_answer = [](wchar_t wanted, wchar_t character) {
+    const wchar_t expression[] = {wanted, 0};
+    const wchar_t name[] = {character, 0};
+    const bool same = towupper(static_cast<wint_t>(wanted)) == towupper(static_cast<wint_t>(character));
+    EXPECT_EQ(IsNameInExpression(expression, name, true), same) << std::hex << wanted << " / " << character;
+    EXPECT_FALSE(IsNameInExpression(expression, name, false)) << std::hex << wanted << " / " << character;
+  };
+  expect_the_locales_answer(0xC9, 0xE9);
+  expect_the_locales_answer(0x416, 0x436);
+
+  const std::string before = setlocale(LC_CTYPE, nullptr);
+  if (setlocale(LC_CTYPE, "C.UTF-8") == nullptr && setlocale(LC_CTYPE, "en_US.UTF-8") == nullptr) {
+    GTEST_SKIP() << "needs a UTF-8 locale";
+  }
+  EXPECT_TRUE(IsNameInExpression(L"\xC9\x416", L"\xE9\x436", true));
+  expect_the_locales_answer(0xC9, 0xE9);
+  expect_the_locales_answer(0x416, 0x436);
+  EXPECT_FALSE(IsNameInExpressionA("\xC9", "\xE9", true)) << "the narrow variant leaves these bytes alone";
+  (void)setlocale(LC_CTYPE, before.c_str());
+}
+
+// Returns the end of a page that may be written; the page behind it may not even be read. Both stay until the test
+// program ends. Null when the system refuses.
+static char* EndOfAGuardedPage() {
+  const auto page_bytes = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+  void* pages = mmap(nullptr, 2 * page_bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANON, -1, 0);
+  if (pages == MAP_FAILED) return nullptr;
+  char* end = static_cast<char*>(pages) + page_bytes;
+  return mprotect(end, page_bytes, PROT_NONE) == 0 ? end : nullptr;
+}
+
+// Copies the text so that its terminator is the last thing before `end`, and returns the copy.
+template <typename Char>
+static const Char* PutBefore(char* end, const std::basic_string<Char>& text) {
+  const size_t bytes = (text.size() + 1) * sizeof(Char);
+  void* place = end - bytes;
+  memcpy(place, text.c_str(), bytes);
+  return static_cast<const Char*>(place);
+}
+
+TEST(IsNameInExpression, ReadsNothingBehindTheTerminators) {
+  char* const expression_end = EndOfAGuardedPage();
+  char* const name_end = EndOfAGuardedPage();
+  ASSERT_TRUE(expression_end != nullptr && name_end != nullptr);
+  std::vector<std::string> names;
+  ForEachText("a.", 3, [&names](const std::string& name) { names.push_back(name); });
+  ForEachText("aA.*?<>\"", 4, [&](const std::string& expression) {
+    for (const std::string& name : names) {
+      for (const bool ignore_case : {false, true}) {
+        (void)IsNameInExpressionA(PutBefore(expression_end, expression), PutBefore(name_end, name), ignore_case);
+        (void)IsNameInExpression(PutBefore(expression_end, Widen(expression)), PutBefore(name_end, Widen(name)),
+                                 ignore_case);
+      }
+    }
+  });
+}
