@@ -23,13 +23,14 @@ target_compile_options(project_warnings INTERFACE
 
 add_library(project_sanitizers INTERFACE)
 if(PELLUX_SANITIZERS)
-  target_compile_options(project_sanitizers INTERFACE
-    -fsanitize=${PELLUX_SANITIZERS}
-    -fno-omit-frame-pointer
-    $<$<NOT:$<STREQUAL:${PELLUX_SANITIZERS},thread>>:-fno-sanitize-recover=all>
+  target_compile_options(project_sanitizers INTERFACE -fsanitize=${PELLUX_SANITIZERS} -fno-omit-frame-pointer)
+  if(PELLUX_SANITIZERS STREQUAL "thread")
     # The fences around plain fields are nothing that the thread sanitizer can follow; tests/tsan.supp says which
     # fields these are.
-    $<$<AND:$<CXX_COMPILER_ID:GNU>,$<STREQUAL:${PELLUX_SANITIZERS},thread>>:-Wno-tsan>)
+    target_compile_options(project_sanitizers INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-tsan>)
+  else()
+    target_compile_options(project_sanitizers INTERFACE -fno-sanitize-recover=all)
+  endif()
   target_link_options(project_sanitizers INTERFACE -fsanitize=${PELLUX_SANITIZERS})
 endif()
 
