@@ -704,6 +704,8 @@ TEST(Insert, StoresWideTextAsUtf8) {
   EXPECT_EQ(static_cast<std::string>(document["a"]), "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80");
   EXPECT_EQ(document.GetObject("b").ToText(), "\"\"");
   EXPECT_EQ(document.GetObject("c").ToText(), "\"{}\"");
+  document.Insert("c", std::wstring{L'a', 0, L'b'});
+  EXPECT_EQ(document.GetObject("c").ToText(), "\"a\\u0000b\"");
 }
 
 TEST(Insert, ThrowsARangeErrorForWideTextThatUtf8CannotHoldAndChangesNothing) {

@@ -159,7 +159,7 @@ TEST(GetPrivateProfileString, CutsAtTheEqualsSigns) {
 TEST(GetPrivateProfileString, TrimsTheWantedSectionButNotTheWantedKey) {
   const FileTree folder;
   const std::string path =
-      folder.WriteFile("log.ini", "[ ]\nX=blank\n[LOG]\nLEVEL=bare\nLEVEL =with a blank\n=nameless\n");
+      folder.WriteFile("log.ini", "[]\nX=no header\n[ ]\nX=blank\n[LOG]\nLEVEL=bare\nLEVEL =with a blank\n=nameless\n");
   const struct {
     const char* section;
     const char* key;

@@ -11,7 +11,8 @@
 
 TEST(GetUserName, IsTheRealUsersLoginName) {
   const passwd* const user = getpwuid(getuid());
-  EXPECT_EQ(GetUserName(), user != nullptr ? user->pw_name : "");
+  const std::string expected = user != nullptr ? user->pw_name : "";  // The next call overwrites the entry.
+  EXPECT_EQ(GetUserName(), expected);
 }
 
 TEST(GetUserName, AsksTheUserDatabaseOnly) {
