@@ -128,6 +128,34 @@ TEST(LogFile, ShowsEndsAtTheDefaultLevelAndStartsToo) {
   }
 }
 
+// Supervisors that are left at exit are destroyed after everything else, and their threads still log.
+TEST(LogFile, ShowsTheEndsOfChildrenThatAreKilledWhileTheProcessExits) {
+  const Bundle bundle;
+  const std::string list = R"({"0": {"name": "early", "program": "/bin/sleep", "argc": 1, "args": {"0": "100000"}},
+                               "1": 7})";
+  LauncherProcess launcher(bundle, bundle.WriteList(list));
+  EXPECT_EQ(launcher.ExitStatus(), 0);
+  const auto records = RealRecords(bundle);
+  ASSERT_EQ(records.size(), 2U);
+  EXPECT_EQ(records[0], "ERROR [LAUNCHER  ] Error while parsing saved json string.");
+  EXPECT_TRUE(std::regex_match(records[1], std::regex(R"(ERROR \[LAUNCHER  \] early .* status = 9)"))) << records[1];
+}
+
+#if defined(__linux__)
+TEST(LogFile, NeverSitsOnAStandardStreamsDescriptor) {
+  const Bundle bundle;
+  LauncherProcess launcher(bundle, bundle.WriteList("{}"));
+  launcher.WaitUntilItWaits();
+  int found = 0;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/" + std::to_string(launcher.pid()) + "/fd")) {
+    if (std::filesystem::read_symlink(entry.path()) != bundle.log_file()) continue;
+    EXPECT_GT(std::stoi(entry.path().filename().string()), 2);
+    ++found;
+  }
+  EXPECT_EQ(found, 1);
+}
+#endif
+
 TEST(LogFile, KeepsARecordOnOneLineWhateverItsNameHolds) {
   const Bundle bundle;
   const std::string name = "a\n2026-01-01T00:00:00.000+00:00 ERROR launcher 1 1 [LAUNCHER  ] forged\r\x1b[31m";

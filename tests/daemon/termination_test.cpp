@@ -171,6 +171,27 @@ TEST(SecondSupervisors, EndAllOfThemWhenTheLauncherHasEnded) {
   }
 }
 
+// With slow forks the signal falls into the start-up: it stops what is there already, and the next one ends the
+// launcher.
+TEST(Sigterm, DuringTheStartUpWakesNobody) {
+#if defined(__APPLE__)
+  GTEST_SKIP() << "on macOS the program finds fork in the system's library only";
+#endif
+  const Bundle bundle(Bundle::Logger::kRecording);
+  LauncherProcess::Options options;
+  options.environment["RECORDING_FORK_DELAY_MS"] = "400";
+  LauncherProcess launcher(bundle, {"agent", bundle.WriteList(SleepingList(2))}, options);
+  ASSERT_TRUE(WaitUntil([&] { return CountLogged(bundle, "Start to fork s1") == 1; }));
+  launcher.Signal(SIGTERM);
+  ASSERT_TRUE(WaitUntil([&] { return CountLogged(bundle, "s0 ") == 1; }));
+  std::this_thread::sleep_for(std::chrono::milliseconds(1500));  // The handler joins for the pause of a second.
+  launcher.WaitUntilItWaits();
+  EXPECT_TRUE(launcher.IsRunning());
+  EXPECT_EQ(CountLogged(bundle, "s1 "), 0U);
+  EXPECT_EQ(launcher.Stop(), 1);
+  EXPECT_EQ(CountLogged(bundle, "status = 9"), 2U);
+}
+
 // With slow forks the stop falls between a supervisor's look at its flag and the return of its fork.
 TEST(Sigterm, MissesNoChildThatIsBeingForked) {
 #if defined(__APPLE__)
