@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
+#include <limits>
+#include <memory>
 #include <regex>
 #include <set>
 #include <string>
@@ -44,21 +46,28 @@ static std::vector<std::string> Reported(const std::string& path, const std::str
   return values;
 }
 
+// A busy machine only ever adds to a pause, so of several programs side by side the shortest pause tells.
 TEST(Restarts, ComeAfterPausesOfOneTwoAndThreeSeconds) {
   const Bundle bundle(Bundle::Logger::kRecording);
-  LauncherProcess launcher(bundle, bundle.WriteList(ListOf({ShellItem("crash", "exit 1")})));
-  ASSERT_TRUE(WaitUntil([&] { return StartsOf(bundle, "crash").size() == 4; }));
-  const auto starts = StartsOf(bundle, "crash");
-  const auto ends = EndsOf(bundle, "crash");
-  ASSERT_GE(ends.size(), 3U);
+  const std::vector<std::string> names = {"crash0", "crash1", "crash2", "crash3", "crash4"};
+  std::vector<JsonObject> items;
+  for (const std::string& name : names) items.push_back(ShellItem(name, "exit 1"));
+  LauncherProcess launcher(bundle, bundle.WriteList(ListOf(items)));
+  for (const std::string& name : names) {
+    ASSERT_TRUE(WaitUntil([&] { return StartsOf(bundle, name).size() == 4; })) << name;
+  }
   for (size_t run = 1; run <= 3; ++run) {
-    // From an end to the next start the pause is all that passes; a busy machine only ever adds to it.
-    const int64_t pause = starts[run].milliseconds - ends[run - 1].milliseconds;
-    EXPECT_GE(pause, static_cast<int64_t>(run) * 1000 - 5) << "after run " << run;
-    EXPECT_LT(pause, static_cast<int64_t>(run) * 1000 + 900) << "after run " << run;
-    EXPECT_EQ(starts[run].number, 1);
-    EXPECT_EQ(ends[run - 1].number, 8);
-    EXPECT_EQ(starts[run].process, launcher.pid());
+    int64_t shortest = std::numeric_limits<int64_t>::max();
+    for (const std::string& name : names) {
+      const RecordedCall start = StartsOf(bundle, name)[run];
+      const RecordedCall end = EndsOf(bundle, name)[run - 1];
+      EXPECT_EQ(start.number, 1);
+      EXPECT_EQ(end.number, 8);
+      EXPECT_EQ(start.process, launcher.pid());
+      shortest = std::min(shortest, start.milliseconds - end.milliseconds);
+    }
+    EXPECT_GE(shortest, static_cast<int64_t>(run) * 1000 - 5) << "after run " << run;
+    EXPECT_LT(shortest, static_cast<int64_t>(run) * 1000 + 900) << "after run " << run;
   }
 }
 
