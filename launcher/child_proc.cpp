@@ -32,7 +32,7 @@ static const sigset_t g_initial_signal_mask = CurrentSignalMask();
 // --- How many arguments fit the array on the supervising thread's stack.
 
 static size_t MostArguments() {
-  constexpr size_t kSmallestThreadStack = 512 * 1024;
+  constexpr size_t kSmallestThreadStack = size_t{512} * 1024;
   size_t stack_bytes = kSmallestThreadStack;
   pthread_attr_t defaults;
   if (pthread_attr_init(&defaults) == 0) {
@@ -180,6 +180,7 @@ void ChildProc::Execute(std::string program) {
     argv[i] = strdup(argument.c_str());
   }
   argv[entries] = nullptr;
+  // NOLINTNEXTLINE(clang-analyzer-unix.Malloc): the texts are freed below, through the array.
   (void)execv(program.c_str(), argv);
 
   for (size_t i = 1; i < entries; ++i) free(argv[i]);

@@ -57,6 +57,7 @@ JsonObject::~JsonObject() = default;
 
 JsonObject JsonObject::GetEmptyObject() { return JsonObject("{}"); }
 
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment): the library's assignments copy first.
 JsonObject& JsonObject::operator=(const JsonObject& other) {
   if (other.own_value.isNull()) {
     *target = *other.target;
@@ -90,6 +91,7 @@ JsonObject JsonObject::operator[](int index) { return JsonObject((*target)[index
 
 JsonObject JsonObject::operator[](const char* key) { return JsonObject((*target)[key]); }
 
+// NOLINTNEXTLINE(readability-redundant-string-cstr): it ends the text at its first NUL.
 JsonObject::operator std::string() const { return target->asString().c_str(); }
 
 JsonObject::operator std::wstring() const { return s2ws(*this); }

@@ -50,6 +50,7 @@ static wchar_t DecodeOne(const std::string& text, size_t& pos) {
 }
 
 static void AppendEncoded(std::string& bytes, wchar_t character) {
+  // NOLINTNEXTLINE(bugprone-signed-char-misuse): a wchar_t is no char, and a negative one is refused below.
   const auto code_point = static_cast<uint32_t>(character);
   const auto append = [&bytes](uint32_t byte) { bytes.push_back(static_cast<char>(byte)); };
   if (code_point > kLargestCodePoint || IsSurrogate(code_point)) {
