@@ -92,6 +92,22 @@ TEST(ExitStatus, IsZeroForABadItemAndTheChildrenStartedBeforeItAreKilled) {
   EXPECT_TRUE(WaitUntil([&] { return launcher.NobodyLeft(); }));
 }
 
+TEST(ExitStatus, StaysZeroWhenSigtermComesWhileTheChildrenAreBeingKilledAtExit) {
+  const Bundle bundle(Bundle::Logger::kRecording);
+  const std::string list = R"({"0": {"name": "a", "program": "/bin/sleep", "argc": 1, "args": {"0": "100000"}},
+                               "1": {"name": "b", "program": "/bin/sleep", "argc": 1, "args": {"0": "100000"}},
+                               "2": 7})";
+  LauncherProcess launcher(bundle, bundle.WriteList(list));
+  // One has been killed, and exit waits for its pause.
+  ASSERT_TRUE(WaitUntil([&] { return LoggedWith(bundle.recording(), "status = 9").size() == 1; }));
+  for (int i = 0; i < 10; ++i) {
+    launcher.Signal(SIGTERM);
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+  }
+  EXPECT_EQ(launcher.ExitStatus(), 0);
+  EXPECT_EQ(LoggedWith(bundle.recording(), "status = 9").size(), 2U);
+}
+
 TEST(ExitStatus, IsZeroWhenAThreadCannotBeStarted) {
   if (getuid() != 0) GTEST_SKIP() << "takes root, to become a user whose number of processes can be limited";
   const Bundle bundle(Bundle::Logger::kRecording);

@@ -145,7 +145,8 @@ TEST(LogFile, ShowsTheEndsOfChildrenThatAreKilledWhileTheProcessExits) {
 TEST(LogFile, NeverSitsOnAStandardStreamsDescriptor) {
   const Bundle bundle;
   LauncherProcess launcher(bundle, bundle.WriteList("{}"));
-  launcher.WaitUntilItWaits();
+  ASSERT_TRUE(WaitUntil([&] { return std::filesystem::exists(bundle.log_file()); }));
+  std::this_thread::sleep_for(std::chrono::milliseconds(200));
   int found = 0;
   for (const auto& entry : std::filesystem::directory_iterator("/proc/" + std::to_string(launcher.pid()) + "/fd")) {
     if (std::filesystem::read_symlink(entry.path()) != bundle.log_file()) continue;

@@ -38,3 +38,9 @@
   for (size_t i = 0; i < items.size(); ++i) list.Insert(std::to_string(i).c_str(), items[i]);
   return list.ToStyledText();
 }
+
+// The same with an item at its end that has no name, which is logged when everything before it has been started.
+[[maybe_unused]] static std::string ListWithEndMark(std::vector<JsonObject> items) {
+  items.push_back(JsonObject::GetEmptyObject());
+  return ListOf(items);
+}

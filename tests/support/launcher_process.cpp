@@ -88,22 +88,27 @@ bool LauncherProcess::IsRunning() {
 
 void LauncherProcess::Signal(int number) const { ASSERT_EQ(kill(id, number), 0); }
 
-void LauncherProcess::WaitUntilItWaits(int starts) const {
+// Once could be a lock that is held for a moment.
+static bool MainThreadKeepsWaiting(pid_t process) {
+  for (int times = 0; times < 20; ++times) {
+    if (!MainThreadWaits(process)) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return true;
+}
+
+void LauncherProcess::WaitUntilItWaits() const {
   EXPECT_TRUE(WaitUntil([&] {
-    int started = 0;
-    for (const RecordedCall& call : LoggedWith(recording, "Start to fork")) started += call.process == id ? 1 : 0;
-    return started >= starts;
+    for (const RecordedCall& call : LoggedWith(recording, "has no name")) {
+      if (call.process == id) return true;
+    }
+    return false;
   }));
-  // Once could be a lock that is held for a moment.
-  int times_in_a_row = 0;
-  EXPECT_TRUE(WaitUntil([&] {
-    times_in_a_row = MainThreadWaits(id) ? times_in_a_row + 1 : 0;
-    return times_in_a_row == 20;
-  }));
+  EXPECT_TRUE(WaitUntil([&] { return MainThreadKeepsWaiting(id); }));
 }
 
 int LauncherProcess::Stop() {
-  WaitUntilItWaits();
+  EXPECT_TRUE(WaitUntil([&] { return MainThreadKeepsWaiting(id); }));
   Signal(SIGTERM);
   return ExitStatus();
 }

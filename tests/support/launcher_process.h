@@ -34,10 +34,10 @@ class LauncherProcess {
 
   void Signal(int number) const;
 
-  // Returns when the launcher has, as far as a recording tells, started `starts` programs, and `main` waits for
-  // SIGTERM; one that came earlier would wake nobody. For lists in which no item replaces another.
-  void WaitUntilItWaits(int starts = 0) const;
-  // Sends SIGTERM when `main` waits and returns the exit status, or -1.
+  // Returns when everything has been started and `main` waits for SIGTERM; one that came earlier would wake nobody. For
+  // bundles with the recording logger and lists with an end mark.
+  void WaitUntilItWaits() const;
+  // Sends SIGTERM when `main` waits, as far as the platform tells, and returns the exit status, or -1.
   int Stop();
 
   // Whether no process is left in the launcher's process group.
