@@ -107,14 +107,14 @@ bool LogFile::WasJustSeen(int64_t now_ns) const {
 // `kUseShared`; then `open_error` tells whether that is because the path can't be opened.
 int LogFile::Follow(int64_t now_ns, int& open_error) {
   FileStatus named = {};
-  int opened;
-  if (GetPathStatus(path, named) && IsShared(named)) {
-    if (named.size_bytes < limits.full_bytes) {
-      seen_ns.store(now_ns, std::memory_order_relaxed);
-      return kUseShared;
-    }
+  const bool is_shared = GetPathStatus(path, named) && IsShared(named);
+  int opened = kUseShared;
+  if (named.size_bytes >= limits.full_bytes) {
     opened = Rotate();
-  } else {
+  } else if (is_shared) {
+    seen_ns.store(now_ns, std::memory_order_relaxed);
+  }
+  if (opened == kUseShared && !is_shared) {
     opened = OpenPath();
     if (opened < 0) open_error = errno;
   }
