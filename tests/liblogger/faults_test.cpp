@@ -178,9 +178,12 @@ TEST(FileSizeLimit, IsAnsweredByInitLogger) {
             0);
 }
 
-// Opens files until none can be opened any more.
-static bool UseUpDescriptors() {
-  if (!SetSoftLimit(RLIMIT_NOFILE, 64)) return false;
+// Opens files until none can be opened any more. Another module's logger is used before, because a sanitizer needs a
+// descriptor when it sees a type for the first time.
+static bool UseUpDescriptors(const std::filesystem::path& location) {
+  ILog* const first = MakeLogger(location, "first", LOGLEVEL_ERROR);
+  if (first == nullptr || !SetSoftLimit(RLIMIT_NOFILE, 64)) return false;
+  Log(first, LOGLEVEL_ERROR, "x");
   while (open("/dev/null", O_RDONLY | O_CLOEXEC) >= 0) {
   }
   return errno == EMFILE;
@@ -190,7 +193,7 @@ TEST(NoDescriptorsLeft, KeepsWritingToTheOpenFile) {
   const TempFolder temp;
   EXPECT_EQ(RunInChild([&temp] {
               ILog* const log = MakeLogger(temp.path(), "launcher", LOGLEVEL_ERROR);
-              if (log == nullptr || !UseUpDescriptors()) return 1;
+              if (log == nullptr || !UseUpDescriptors(temp.path())) return 1;
               for (int i = 0; i < 30; ++i) Log(log, LOGLEVEL_ERROR, "%d", i);
               std::filesystem::rename(temp.path() / "launcher.log", temp.path() / "moved");
               for (int i = 0; i < 30; ++i) Log(log, LOGLEVEL_ERROR, "%d", i);
@@ -204,7 +207,7 @@ TEST(NoDescriptorsLeft, DropsAndCountsRecordsWhenTheFileIsGone) {
   const TempFolder temp;
   EXPECT_EQ(RunInChild([&temp] {
               ILog* const log = MakeLogger(temp.path(), "launcher", LOGLEVEL_ERROR);
-              if (log == nullptr || !UseUpDescriptors()) return 1;
+              if (log == nullptr || !UseUpDescriptors(temp.path())) return 1;
               std::filesystem::remove(temp.path() / "launcher.log");
               for (int i = 0; i < 30; ++i) Log(log, LOGLEVEL_ERROR, "%d", i);
               if (!SetSoftLimit(RLIMIT_NOFILE, 128)) return 2;
@@ -219,7 +222,7 @@ TEST(NoDescriptorsLeft, DropsAndCountsRecordsWhenTheFileIsGone) {
 TEST(NoDescriptorsLeft, IsAnsweredByInitLogger) {
   const TempFolder temp;
   EXPECT_EQ(RunInChild([&temp] {
-              if (!UseUpDescriptors()) return 1;
+              if (!UseUpDescriptors(temp.path())) return 1;
               return InitLogger(temp.path().c_str()) == EMFILE ? 0 : 2;
             }),
             0);
@@ -228,7 +231,7 @@ TEST(NoDescriptorsLeft, IsAnsweredByInitLogger) {
 TEST(NoDescriptorsLeft, LeavesALoggerThatBeginsItsFileLater) {
   const TempFolder temp;
   EXPECT_EQ(RunInChild([&temp] {
-              if (InitLogger(temp.path().c_str()) != 0 || !UseUpDescriptors()) return 1;
+              if (!UseUpDescriptors(temp.path())) return 1;
               ILog* log = nullptr;
               if (GetLogger(2, "launcher", LOGLEVEL_ERROR, &log) != 0) return 2;
               Log(log, LOGLEVEL_ERROR, "dropped");
