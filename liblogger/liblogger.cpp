@@ -60,7 +60,7 @@ int InitLogger(const char* location) {
   int error = MakeFolder(location);
   if (error == 0) error = TryFolder(location);
   if (error == 0) error = PrepareProcess();
-  if (error == 0) (void)strcpy(g_location, location);
+  if (error == 0) (void)snprintf(g_location, sizeof(g_location), "%s", location);
   return error;
 }
 

@@ -125,9 +125,8 @@ int LogFile::Follow(int64_t now_ns, int& open_error) {
 int LogFile::OpenPath() const {
   const int file = OpenRegularFile(path);
   if (file >= 0 || errno != ENOENT) return file;
-  char folder[PATH_MAX];
-  (void)strcpy(folder, path);
-  *strrchr(folder, '/') = '\0';
+  char folder[PATH_MAX] = {};
+  memcpy(folder, path, static_cast<size_t>(strrchr(path, '/') - path));
   errno = MakeFolder(folder);
   return errno == 0 ? OpenRegularFile(path) : -1;
 }

@@ -17,7 +17,7 @@ struct RotationLimits {
 };
 
 // What is kept of one log: 20 MiB.
-static constexpr RotationLimits kDefaultLimits = {4 * 1024 * 1024, 4};
+static constexpr RotationLimits kDefaultLimits = {off_t{4} * 1024 * 1024, 4};
 
 // The file `path`, opened again whenever the path names another file or none: after a rotation by another process, or
 // after somebody has removed it or moved it away.

@@ -1,7 +1,6 @@
 #include "liblogger/utc_offset.h"
 
 #include <algorithm>
-#include <iterator>
 
 static constexpr time_t kDaySeconds = 86400;
 static constexpr time_t kWeekSeconds = 7 * kDaySeconds;
@@ -28,7 +27,7 @@ void UtcOffsets::Learn(time_t now) {
   const time_t last = now + 40 * kYearSeconds;
   changes[0] = {first, AskSystem(first)};
   count = 1;
-  for (time_t when = first; when < last && count < std::size(changes); when += kWeekSeconds) {
+  for (time_t when = first; when < last && count < kMostChanges; when += kWeekSeconds) {
     const long next_offset = AskSystem(when + kWeekSeconds);
     if (next_offset == changes[count - 1].seconds) continue;
     changes[count++] = {FindChange(when, when + kWeekSeconds), next_offset};

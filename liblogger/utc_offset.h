@@ -23,7 +23,8 @@ class UtcOffsets {
     time_t when;
     long seconds;
   };
-  // Twice what the zone with the most changes has, four in a year.
-  Change changes[320] = {};
+  // Twice what the zones with the most changes have, which are four a year.
+  static constexpr size_t kMostChanges = 320;
+  Change changes[kMostChanges] = {};
   size_t count = 0;
 };
