@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 
 #include "liblogger/log_folder.h"
 #include "liblogger/replace_descriptor.h"
@@ -49,6 +50,24 @@ static int OpenRegularFile(const char* path) {
   return -1;
 }
 
+// Whether the last line has no end.
+static bool EndsTorn(int file) {
+  FileStatus status = {};
+  char last = '\n';
+  if (!GetDescriptorStatus(file, status) || status.size_bytes == 0) return false;
+  return pread(file, &last, 1, status.size_bytes - 1) == 1 && last != '\n';
+}
+
+// Like `EndsTorn`, but not for what another process is just writing, of which a part shows for a moment.
+static bool StaysTorn(int file) {
+  constexpr timespec kPause = {0, 2000000};
+  for (int looks = 0; looks < 10; ++looks) {
+    if (!EndsTorn(file)) return false;
+    (void)nanosleep(&kPause, nullptr);
+  }
+  return true;
+}
+
 static LogFile::Result WriteOnce(int file, const char* bytes, size_t length) {
   ssize_t written;
   do {
@@ -66,6 +85,7 @@ LogFile::LogFile(const char* file_path, RotationLimits rotation_limits) : limits
 void LogFile::Open() {
   const int opened = OpenPath();
   if (opened < 0) return;
+  may_end_torn = StaysTorn(opened);
   Share(opened);
   (void)close(opened);
 }
@@ -194,9 +214,5 @@ void LogFile::Share(int opened) {
 
 void LogFile::EndTornRecord(int file) {
   if (!may_end_torn.load(std::memory_order_relaxed) || !may_end_torn.exchange(false)) return;
-  FileStatus torn = {};
-  char last = '\n';
-  if (!GetDescriptorStatus(file, torn) || torn.size_bytes == 0) return;
-  if (pread(file, &last, 1, torn.size_bytes - 1) != 1 || last == '\n') return;
-  if (WriteOnce(file, "\n", 1).error != 0) may_end_torn = true;
+  if (EndsTorn(file) && WriteOnce(file, "\n", 1).error != 0) may_end_torn = true;
 }

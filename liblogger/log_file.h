@@ -22,8 +22,8 @@ static constexpr RotationLimits kDefaultLimits = {off_t{4} * 1024 * 1024, 4};
 // The file `path`, opened again whenever the path names another file or none: after a rotation by another process, or
 // after somebody has removed it or moved it away.
 //
-// No function here takes a lock, waits or allocates memory. Each may be called by any number of threads at once and in
-// forked children.
+// No function takes a lock or allocates memory, and none but `Open` waits. `Append` may be called by any number of
+// threads at once and in forked children.
 //
 // How threads share it: all of them write to one descriptor number, which is kept for life. A thread that finds the
 // path naming another file opens that one, writes to it, and puts it behind the shared number. Meanwhile the others do
@@ -38,7 +38,8 @@ class LogFile {
   LogFile(const char* path, RotationLimits rotation_limits);
 
   // Opens the file, so that later records need no free descriptor, and makes its folder where it is missing. If that
-  // fails, the next record tries again.
+  // fails, the next record tries again. Where the file ends with a piece of a record, which a process that was ended
+  // has left there, this takes 20 ms to be sure of it. To be called once, before there is a record.
   void Open();
 
   struct Result {
@@ -74,6 +75,6 @@ class LogFile {
   std::atomic<uint64_t> shared_device{0};
   std::atomic<uint64_t> shared_inode{0};
   std::atomic<bool> is_being_shared{false};
-  std::atomic<bool> may_end_torn{true};
+  std::atomic<bool> may_end_torn{false};
   std::atomic<int64_t> seen_ns{0};  // When the path was last seen to name the shared file, with room in it.
 };
