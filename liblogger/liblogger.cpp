@@ -1,123 +1,82 @@
 #include "liblogger/liblogger.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#include <signal.h>
 
 #include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
+#include <mutex>
 #include <new>
 
-#include "liblogger/record.h"
-#include "liblogger/thread_id.h"
+#include "liblogger/log_folder.h"
+#include "liblogger/logger.h"
 
-// The log is the user's alone.
-static constexpr mode_t kFolderMode = 0700;
-static constexpr mode_t kFileMode = 0600;
+// Held by `InitLogger` and `GetLogger` only, never while a record is written.
+static std::mutex g_mutex;
 
-static constexpr size_t kLongestModuleBytes = 64;
-
-// Written by `InitLogger`, before there is a logger that reads them.
 static char g_location[PATH_MAX];
-static long g_utc_offset_seconds;
+static bool g_is_prepared = false;
+static UtcOffsets g_utc_offsets;  // Never changed once there are loggers.
 
-static bool PassesLevel(LOGLEVEL record, LOGLEVEL logger) { return logger == LOGLEVEL_VERBOSE || record >= logger; }
+// What stands between the location and a path's end: the longest module's file after four rotations.
+static constexpr size_t kLongestFileNameBytes = sizeof("/") + kLongestModuleBytes + sizeof(".log.4");
 
-class FileLog final : public ILog {
- public:
-  FileLog(const char* module_name, LOGLEVEL threshold, int file) : level(threshold), descriptor(file) {
-    (void)snprintf(module, sizeof(module), "%s", module_name);
-  }
+static void IgnoreSignal(int) {}
 
-  __attribute__((format(printf, 3, 0))) void LogV(LOGLEVEL record_level, const char* format,
-                                                  va_list arguments) override {
-    if (!PassesLevel(record_level, level)) return;
-    const int saved_errno = errno;
-    RecordOrigin origin = {{}, g_utc_offset_seconds, record_level, module, getpid(), CurrentThreadId()};
-    (void)clock_gettime(CLOCK_REALTIME, &origin.time);
-    char record[kLongestRecordBytes];
-    const size_t length = FormatRecord(origin, format, arguments, record);
-    // One write to a file that is open for appending: records of several threads and processes never mix.
-    ssize_t written;
-    do {
-      written = write(descriptor, record, length);
-    } while (written < 0 && errno == EINTR);
-    errno = saved_errno;
-  }
-
- private:
-  char module[kLongestModuleBytes + 1];
-  LOGLEVEL level;
-  int descriptor;
-};
-
-// Makes the folder `path`, and its parents, where they are missing. Returns 0 or an errno value.
-static int MakeFolders(const char* path) {
-  char prefix[PATH_MAX];
-  for (size_t length = 1; path[length - 1] != '\0'; ++length) {
-    if (path[length] != '/' && path[length] != '\0') continue;
-    memcpy(prefix, path, length);
-    prefix[length] = '\0';
-    if (mkdir(prefix, kFolderMode) == 0 || errno == EEXIST || errno == EISDIR) continue;
-    const int mkdir_error = errno;
-    struct stat existing = {};
-    // A parent that is there but may not be written answers with another error than EEXIST on some systems.
-    if (stat(prefix, &existing) != 0 || !S_ISDIR(existing.st_mode)) return mkdir_error;
-  }
-  struct stat folder = {};
-  if (stat(path, &folder) != 0) return errno;
-  if (!S_ISDIR(folder.st_mode)) return ENOTDIR;
-  return access(path, W_OK | X_OK) == 0 ? 0 : errno;
+// A write beyond the process's file size limit raises SIGXFSZ, which ends the process by default. A handler, rather
+// than ignoring the signal, because programs that are started from here get the default back.
+static void SurviveFileSizeLimit() {
+  struct sigaction present = {};
+  if (sigaction(SIGXFSZ, nullptr, &present) != 0 || (present.sa_flags & SA_SIGINFO) != 0) return;
+  if (present.sa_handler != SIG_DFL) return;
+  struct sigaction survive = {};
+  survive.sa_handler = IgnoreSignal;
+  survive.sa_flags = SA_RESTART;
+  (void)sigemptyset(&survive.sa_mask);
+  (void)sigaction(SIGXFSZ, &survive, nullptr);
 }
 
-// Opens the log file, never on 0, 1 or 2: a daemon that has closed these would hand the file to the programs it starts,
-// as their standard output. Returns the descriptor, or -1 with errno set.
-static int OpenLogFile(const char* path) {
-  constexpr int kFirstFreeDescriptor = 3;
-  const int flags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NOCTTY;
-  const int opened = open(path, flags, kFileMode);
-  if (opened < 0 || opened >= kFirstFreeDescriptor) return opened;
-  const int moved = fcntl(opened, F_DUPFD_CLOEXEC, kFirstFreeDescriptor);
-  const int dup_error = errno;
-  (void)close(opened);
-  errno = dup_error;
-  return moved;
+static int PrepareProcess() {
+  if (g_is_prepared) return 0;
+  const int error = Logger::PrepareForForks();
+  if (error != 0) return error;
+  g_utc_offsets.Learn(time(nullptr));
+  g_is_prepared = true;
+  return 0;
 }
 
 static bool IsModuleName(const char* module) {
+  static constexpr char kAllowed[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._-";
   const size_t length = strlen(module);
-  return length > 0 && length <= kLongestModuleBytes && module[0] != '.' && strchr(module, '/') == nullptr;
+  return length > 0 && length <= kLongestModuleBytes && module[0] != '.' && strspn(module, kAllowed) == length;
 }
 
 int InitLogger(const char* location) {
-  if (location == nullptr || *location == '\0') return EINVAL;
-  if (strlen(location) >= sizeof(g_location)) return ENAMETOOLONG;
-  const int error = MakeFolders(location);
-  if (error != 0) return error;
-  (void)strcpy(g_location, location);
-  // Asked for here, once: the time-zone functions take a lock, so `LogV` must not call them.
-  const time_t now = time(nullptr);
-  tm local = {};
-  if (localtime_r(&now, &local) != nullptr) g_utc_offset_seconds = local.tm_gmtoff;
-  return 0;
+  if (location == nullptr || *location != '/') return EINVAL;
+  if (strlen(location) + kLongestFileNameBytes > sizeof(g_location)) return ENAMETOOLONG;
+  const std::lock_guard<std::mutex> lock(g_mutex);
+  SurviveFileSizeLimit();
+  int error = MakeFolder(location);
+  if (error == 0) error = TryFolder(location);
+  if (error == 0) error = PrepareProcess();
+  if (error == 0) (void)snprintf(g_location, sizeof(g_location), "%s", location);
+  return error;
 }
 
 int GetLogger(int, const char* module, LOGLEVEL level, ILog** log) {
   if (module == nullptr || log == nullptr || !IsModuleName(module)) return EINVAL;
+  const std::lock_guard<std::mutex> lock(g_mutex);
   if (*g_location == '\0') return ENOENT;  // InitLogger has not succeeded yet.
-  char path[PATH_MAX + kLongestModuleBytes + sizeof("/.log")];
+  char path[PATH_MAX + kLongestFileNameBytes];
   (void)snprintf(path, sizeof(path), "%s/%s.log", g_location, module);
-  const int descriptor = OpenLogFile(path);
-  if (descriptor < 0) return errno;
-  // Never deleted: threads log until the process is gone.
-  ILog* const made = new (std::nothrow) FileLog(module, level, descriptor);
-  if (made == nullptr) {
-    (void)close(descriptor);
-    return ENOMEM;
+  Logger* logger = Logger::Find(path);
+  if (logger != nullptr) {
+    logger->SetLevel(level);
+  } else {
+    logger = new (std::nothrow) Logger(path, module, level, g_utc_offsets, kDefaultLimits);
   }
-  *log = made;
+  if (logger == nullptr) return ENOMEM;
+  *log = logger;
   return 0;
 }

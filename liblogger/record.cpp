@@ -1,18 +1,38 @@
 #include "liblogger/record.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
-// Appends to a buffer that is large enough by construction.
+// Appends to a buffer that is large enough by construction. Not `snprintf`: the columns are written for every record,
+// and by hand they cost a tenth.
 struct Writer {
   char* end;
 
-  void Text(const char* text) {
-    const size_t length = strlen(text);
-    memcpy(end, text, length);
+  void Byte(char byte) { *end++ = byte; }
+  void Bytes(const char* bytes, size_t length) {
+    memcpy(end, bytes, length);
     end += length;
   }
-  void Byte(char byte) { *end++ = byte; }
+  void Text(const char* text) { Bytes(text, strlen(text)); }
+  void TwoDigits(uint32_t number, char after) {
+    *end++ = static_cast<char>('0' + number / 10);
+    *end++ = static_cast<char>('0' + number % 10);
+    *end++ = after;
+  }
+  // Right-aligned in a column of `width`; a longer number makes its column wider.
+  void Number(uint64_t number, ptrdiff_t width, char padding) {
+    ptrdiff_t digits = 1;
+    for (uint64_t rest = number; rest >= 10; rest /= 10) ++digits;
+    char* const column = end;
+    end += std::max(digits, width);
+    char* position = end;
+    for (; digits > 0; --digits) {
+      *--position = static_cast<char>('0' + number % 10);
+      number /= 10;
+    }
+    while (position > column) *--position = padding;
+  }
 };
 
 static const char* LevelName(LOGLEVEL level) {
@@ -33,23 +53,37 @@ static const char* LevelName(LOGLEVEL level) {
   return nullptr;
 }
 
+static void WriteLevel(LOGLEVEL level, Writer& out) {
+  constexpr ptrdiff_t kColumnWidth = 8;
+  char* const column = out.end;
+  const char* const name = LevelName(level);
+  if (name != nullptr) {
+    out.Text(name);
+  } else {
+    const auto number = static_cast<int64_t>(level);
+    if (number < 0) out.Byte('-');
+    out.Number(static_cast<uint64_t>(number < 0 ? -number : number), 0, ' ');
+  }
+  while (out.end - column < kColumnWidth) out.Byte(' ');
+}
+
 // The calendar date of a day counted from 1970-01-01, in the proleptic Gregorian calendar. Done by arithmetic, because
 // the C library's time functions take a lock, which a forked child may find held for ever.
-static void CivilFromDays(int64_t days, int64_t& year, int& month, int& day) {
+static void CivilFromDays(int64_t days, int64_t& year, uint32_t& month, uint32_t& day) {
   const int64_t since_march_0000 = days + 719468;  // Years begin in March here, so that leap days end them.
   const int64_t era = (since_march_0000 >= 0 ? since_march_0000 : since_march_0000 - 146096) / 146097;
-  const int64_t day_of_era = since_march_0000 - era * 146097;
-  const int64_t year_of_era = (day_of_era - day_of_era / 1460 + day_of_era / 36524 - day_of_era / 146096) / 365;
-  const int64_t day_of_year = day_of_era - (365 * year_of_era + year_of_era / 4 - year_of_era / 100);
-  const int64_t march_month = (5 * day_of_year + 2) / 153;
-  day = static_cast<int>(day_of_year - (153 * march_month + 2) / 5 + 1);
-  month = static_cast<int>(march_month < 10 ? march_month + 3 : march_month - 9);
+  const auto day_of_era = static_cast<uint32_t>(since_march_0000 - era * 146097);
+  const uint32_t year_of_era = (day_of_era - day_of_era / 1460 + day_of_era / 36524 - day_of_era / 146096) / 365;
+  const uint32_t day_of_year = day_of_era - (365 * year_of_era + year_of_era / 4 - year_of_era / 100);
+  const uint32_t march_month = (5 * day_of_year + 2) / 153;
+  day = day_of_year - (153 * march_month + 2) / 5 + 1;
+  month = march_month < 10 ? march_month + 3 : march_month - 9;
   year = year_of_era + era * 400 + (month <= 2 ? 1 : 0);
 }
 
-static void WriteColumns(const RecordOrigin& origin, Writer& out) {
+static void WriteTime(const timespec& time, int64_t utc_offset_seconds, Writer& out) {
   constexpr int64_t kDaySeconds = 86400;
-  const int64_t local = static_cast<int64_t>(origin.time.tv_sec) + origin.utc_offset_seconds;
+  const int64_t local = static_cast<int64_t>(time.tv_sec) + utc_offset_seconds;
   int64_t days = local / kDaySeconds;
   int64_t second_of_day = local % kDaySeconds;
   if (second_of_day < 0) {
@@ -57,76 +91,137 @@ static void WriteColumns(const RecordOrigin& origin, Writer& out) {
     --days;
   }
   int64_t year = 0;
-  int month = 0;
-  int day = 0;
+  uint32_t month = 0;
+  uint32_t day = 0;
   CivilFromDays(days, year, month, day);
-  const auto clock = static_cast<int>(second_of_day);
-  const auto offset_minutes = static_cast<int>(origin.utc_offset_seconds / 60);
-  const int distance = offset_minutes < 0 ? -offset_minutes : offset_minutes;
+  const auto offset_minutes =
+      static_cast<uint32_t>((utc_offset_seconds < 0 ? -utc_offset_seconds : utc_offset_seconds) / 60);
 
-  const char* level = LevelName(origin.level);
-  char number[16];
-  if (level == nullptr) {
-    (void)snprintf(number, sizeof(number), "%d", static_cast<int>(origin.level));
-    level = number;
-  }
-  char columns[224];
-  (void)snprintf(columns, sizeof(columns), "%04lld-%02d-%02dT%02d:%02d:%02d.%03d%c%02d:%02d %-8s %.64s %8lld %8llu ",
-                 static_cast<long long>(year), month, day, clock / 3600, clock / 60 % 60, clock % 60,
-                 static_cast<int>(origin.time.tv_nsec / 1000000), offset_minutes < 0 ? '-' : '+', distance / 60,
-                 distance % 60, level, origin.module, static_cast<long long>(origin.process),
-                 static_cast<unsigned long long>(origin.thread));
-  out.Text(columns);
+  const auto clock = static_cast<uint32_t>(second_of_day);
+  out.Number(static_cast<uint64_t>(std::max<int64_t>(year, 0)), 4, '0');
+  out.Byte('-');
+  out.TwoDigits(month, '-');
+  out.TwoDigits(day, 'T');
+  out.TwoDigits(clock / 3600, ':');
+  out.TwoDigits(clock / 60 % 60, ':');
+  out.TwoDigits(clock % 60, '.');
+  out.Number(static_cast<uint32_t>(time.tv_nsec) / 1000000, 3, '0');
+  out.Byte(utc_offset_seconds < 0 ? '-' : '+');
+  out.TwoDigits(offset_minutes / 60, ':');
+  out.TwoDigits(offset_minutes % 60, ' ');
 }
 
-static void WriteEscaped(const char* text, size_t length, Writer& out) {
+static void WriteColumns(const RecordOrigin& origin, Writer& out) {
+  WriteTime(origin.time, origin.utc_offset_seconds, out);
+  WriteLevel(origin.level, out);
+  out.Byte(' ');
+  out.Bytes(origin.module, strnlen(origin.module, kLongestModuleBytes));
+  out.Byte(' ');
+  out.Number(static_cast<uint64_t>(origin.process), 8, ' ');
+  out.Byte(' ');
+  out.Number(origin.thread, 8, ' ');
+  out.Byte(' ');
+}
+
+static bool IsBetween(unsigned char byte, int low, int high) { return byte >= low && byte <= high; }
+
+// The length in bytes of the character at the start of `text`, or 0 if it is a control character or not well-formed
+// UTF-8.
+static size_t ShownCharacterBytes(const char* text, size_t available) {
+  const auto byte = [text](size_t index) { return static_cast<unsigned char>(text[index]); };
+  const unsigned char lead = byte(0);
+  if (lead < 0x80) return lead >= 0x20 && lead != 0x7F ? 1 : 0;
+  if (lead < 0xC2 || lead > 0xF4) return 0;
+  const size_t wanted = lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+  if (available < wanted) return 0;
+  // The second byte's range excludes overlong forms, surrogates, what lies above U+10FFFF and the control characters
+  // from U+0080 to U+009F.
+  const int low = lead == 0xC2 || lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
+  const int high = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
+  if (!IsBetween(byte(1), low, high)) return 0;
+  for (size_t i = 2; i < wanted; ++i) {
+    if (!IsBetween(byte(i), 0x80, 0xBF)) return 0;
+  }
+  return wanted;
+}
+
+static void WriteEscape(char byte, Writer& out) {
   static constexpr char kHexDigits[] = "0123456789ABCDEF";
-  for (size_t i = 0; i < length; ++i) {
-    const auto byte = static_cast<unsigned char>(text[i]);
-    if (byte >= 0x20 && byte != 0x7F) {
-      out.Byte(text[i]);
-    } else if (byte == '\n') {
+  switch (byte) {
+    case '\n':
       out.Text("\\n");
-    } else if (byte == '\t') {
+      break;
+    case '\t':
       out.Text("\\t");
-    } else if (byte == '\r') {
+      break;
+    case '\r':
       out.Text("\\r");
-    } else {
+      break;
+    default:
       out.Text("\\x");
-      out.Byte(kHexDigits[byte >> 4]);
+      out.Byte(kHexDigits[static_cast<unsigned char>(byte) >> 4]);
       out.Byte(kHexDigits[byte & 0x0F]);
+  }
+}
+
+// The length of the text's start that consists of printable ASCII characters.
+static size_t PlainBytes(const char* text, size_t length) {
+  size_t plain = 0;
+  while (plain < length && text[plain] >= 0x20 && text[plain] < 0x7F) ++plain;
+  return plain;
+}
+
+// Writes the characters of `text` that end within its first `kLongestMessageBytes`, and the mark if there are more.
+static void WriteMessage(const char* text, size_t length, Writer& out) {
+  const size_t shown = std::min(length, kLongestMessageBytes);
+  size_t position = 0;
+  while (position < shown) {
+    const size_t plain = PlainBytes(text + position, shown - position);
+    out.Bytes(text + position, plain);
+    position += plain;
+    if (position == shown) break;
+    const size_t character = ShownCharacterBytes(text + position, length - position);
+    if (position + character > kLongestMessageBytes) break;
+    if (character > 0) {
+      out.Bytes(text + position, character);
+      position += character;
+    } else {
+      WriteEscape(text[position++], out);
     }
   }
+  if (position < length) out.Text(" [cut]");
 }
 
-// The length of `text` without a UTF-8 character that is cut off at its end.
-static size_t WithoutCutCharacter(const char* text, size_t length) {
-  size_t start = length;
-  while (start > 0 && length - start < 3 && (static_cast<unsigned char>(text[start - 1]) & 0xC0) == 0x80) --start;
-  if (start == 0) return length;
-  const auto lead = static_cast<unsigned char>(text[start - 1]);
-  const size_t wanted = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : lead >= 0xC0 ? 2 : 1;
-  const size_t present = length - start + 1;
-  return present < wanted ? start - 1 : length;
-}
-
-size_t FormatRecord(const RecordOrigin& origin, const char* format, va_list arguments,
-                    char (&record)[kLongestRecordBytes]) {
+size_t FormatRecord(const RecordOrigin& origin, const char* format, va_list arguments, char* record) {
   Writer out{record};
   WriteColumns(origin, out);
-
-  char message[kLongestMessageBytes + 1];
-  const int wanted = vsnprintf(message, sizeof(message), format, arguments);
-  if (wanted < 0) {
-    out.Text("(unformattable) ");
-    const size_t length = strnlen(format, kLongestMessageBytes);
-    WriteEscaped(format, length, out);
-  } else if (static_cast<size_t>(wanted) <= kLongestMessageBytes) {
-    WriteEscaped(message, static_cast<size_t>(wanted), out);
+  if (format == nullptr) {
+    out.Text("(null)");
   } else {
-    WriteEscaped(message, WithoutCutCharacter(message, kLongestMessageBytes), out);
-    out.Text(" [cut]");
+    // One byte more than is written tells that the message is cut; up to three more complete its last character.
+    constexpr size_t kNeededBytes = kLongestMessageBytes + 4;
+    char message[kNeededBytes + 1];
+    const int wanted = vsnprintf(message, sizeof(message), format, arguments);
+    if (wanted >= 0) {
+      WriteMessage(message, std::min(static_cast<size_t>(wanted), kNeededBytes), out);
+    } else {
+      out.Text("(unformattable) ");
+      WriteMessage(format, strnlen(format, kNeededBytes), out);
+    }
   }
+  out.Byte('\n');
+  return static_cast<size_t>(out.end - record);
+}
+
+size_t FormatLossRecord(const RecordOrigin& origin, uint64_t count, int error, char* record) {
+  Writer out{record};
+  RecordOrigin own = origin;
+  own.level = LOGLEVEL_ERROR;
+  WriteColumns(own, out);
+  out.Text("[LOGGER    ] ");
+  out.Number(count, 0, ' ');
+  out.Text(count == 1 ? " record lost, errno " : " records lost, errno ");
+  out.Number(static_cast<uint64_t>(error), 0, ' ');
   out.Byte('\n');
   return static_cast<size_t>(out.end - record);
 }

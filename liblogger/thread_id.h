@@ -3,5 +3,8 @@
 
 #include <cstdint>
 
-// Returns the number that the system's tools show for the calling thread. Takes no lock; safe after `fork`.
+// Returns the number that the system's tools show for the calling thread. Takes no lock, allocates nothing.
 uint64_t CurrentThreadId();
+
+// To be called in a forked child, whose only thread has another number than the one it is a copy of.
+void ForgetThreadId();

@@ -7,3 +7,5 @@ uint64_t CurrentThreadId() {
   (void)pthread_threadid_np(nullptr, &id);
   return id;
 }
+
+void ForgetThreadId() {}  // The system keeps the number, and keeps it right.

@@ -1,0 +1,71 @@
+// What the logging library's tests share.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdarg>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "liblogger/liblogger.h"
+
+// A new folder in the system's folder for temporary files; removed with all that is in it at the end of its life.
+class TempFolder {
+ public:
+  TempFolder();
+  ~TempFolder();
+  TempFolder(const TempFolder&) = delete;
+  TempFolder& operator=(const TempFolder&) = delete;
+  const std::filesystem::path& path() const { return folder; }
+
+ private:
+  std::filesystem::path folder;
+};
+
+__attribute__((format(printf, 3, 4))) void Log(ILog* log, LOGLEVEL level, const char* format, ...);
+
+// The file's bytes; empty if it can't be read.
+std::string ReadFile(const std::filesystem::path& file);
+
+// The file's lines without their line feeds.
+std::vector<std::string> ReadLines(const std::filesystem::path& file);
+
+// The message of a record's line, and of all the lines of a file.
+std::string MessageOf(const std::string& line);
+std::vector<std::string> ReadMessages(const std::filesystem::path& file);
+
+// Whether the line has all the columns of a record.
+bool IsRecord(const std::string& line);
+
+// Makes a logger of `module` in the folder and returns it; null if that fails. Here, because the tests of the
+// library's rooms don't have its two functions.
+inline ILog* MakeLogger(const std::filesystem::path& location, const char* module, LOGLEVEL level) {
+  ILog* log = nullptr;
+  if (InitLogger(location.c_str()) == 0) (void)GetLogger(2, module, level, &log);
+  return log;
+}
+
+// Runs `body` in a forked child and returns its result, which is below 200; 200 and the signal's number if a signal
+// ended the child, and 255 if it did not end within a minute.
+int RunInChild(const std::function<int()>& body);
+
+// Waits for a child for up to a minute, and ends it after that. Returns as `RunInChild`.
+int WaitForChild(pid_t child);
+
+// The numbers of the open descriptors.
+std::vector<int> OpenDescriptors();
+
+// How much smaller stress tests are in a build with sanitizers.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+static constexpr int kStressDivisor = 10;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+static constexpr int kStressDivisor = 10;
+#else
+static constexpr int kStressDivisor = 1;
+#endif
+#else
+static constexpr int kStressDivisor = 1;
+#endif
