@@ -106,13 +106,13 @@ TEST(FullDisk, DropsRecordsCountsThemAndTellsOfThem) {
     int count = 0;
     for (int round = 0; round < 3; ++round) {
       for (int i = 0; i < 10; ++i) Log(log, LOGLEVEL_ERROR, "record %d end", count++);
-      FillDisk(temp.path() / "ballast");
+      FillDisk(temp.path() + "/ballast");
       for (int i = 0; i < 100; ++i) Log(log, LOGLEVEL_ERROR, "record %d end", count++);
       // In each round one record may be written in part; here they are told apart by round.
-      std::filesystem::remove(temp.path() / "ballast");
+      std::filesystem::remove(temp.path() + "/ballast");
       Log(log, LOGLEVEL_ERROR, "record %d end", count++);
-      if (!AccountsForAll(temp.path() / "launcher.log", count)) return 2;
-      std::filesystem::remove(temp.path() / "launcher.log");
+      if (!AccountsForAll(temp.path() + "/launcher.log", count)) return 2;
+      std::filesystem::remove(temp.path() + "/launcher.log");
       count = 0;
     }
     return 0;
@@ -125,9 +125,9 @@ TEST(FullDisk, IsAnsweredByInitLogger) {
   const TempFolder temp;
   const int result = RunInChild([&temp] {
     if (!MountSmallDisk(temp.path(), "64k")) return kNotHere;
-    FillDisk(temp.path() / "ballast");
+    FillDisk(temp.path() + "/ballast");
     if (InitLogger(temp.path().c_str()) != ENOSPC) return 1;
-    std::filesystem::remove(temp.path() / "ballast");
+    std::filesystem::remove(temp.path() + "/ballast");
     return InitLogger(temp.path().c_str()) == 0 && std::filesystem::is_empty(temp.path()) ? 0 : 2;
   });
   if (result == kNotHere) GTEST_SKIP() << "no private file system can be mounted here";
@@ -140,15 +140,15 @@ TEST(FullDisk, LetsAnotherProcessEndWhatWasTorn) {
     if (!MountSmallDisk(temp.path(), "128k")) return kNotHere;
     ILog* const log = MakeLogger(temp.path(), "launcher", LOGLEVEL_ERROR);
     if (log == nullptr) return 1;
-    FillDisk(temp.path() / "ballast");
+    FillDisk(temp.path() + "/ballast");
     for (int i = 0; i < 100; ++i) Log(log, LOGLEVEL_ERROR, "before");
-    std::filesystem::remove(temp.path() / "ballast");
+    std::filesystem::remove(temp.path() + "/ballast");
     const int child = RunInChild([log] {
       Log(log, LOGLEVEL_ERROR, "of the child");
       return 0;
     });
     if (child != 0) return 2;
-    const Messages messages = ReadMessages(temp.path() / "launcher.log");
+    const Messages messages = ReadMessages(temp.path() + "/launcher.log");
     return !messages.empty() && messages.back() == "of the child" ? 0 : 3;
   });
   if (result == kNotHere) GTEST_SKIP() << "no private file system can be mounted here";
@@ -164,7 +164,7 @@ TEST(FileSizeLimit, DropsRecordsAndDoesNotEndTheProcess) {
               for (; count < 500; ++count) Log(log, LOGLEVEL_ERROR, "record %d end", count);
               if (!SetSoftLimit(RLIMIT_FSIZE, RLIM_INFINITY)) return 2;
               Log(log, LOGLEVEL_ERROR, "record %d end", count++);
-              return AccountsForAll(temp.path() / "launcher.log", count) ? 0 : 3;
+              return AccountsForAll(temp.path() + "/launcher.log", count) ? 0 : 3;
             }),
             0);
 }
@@ -195,12 +195,12 @@ TEST(NoDescriptorsLeft, KeepsWritingToTheOpenFile) {
               ILog* const log = MakeLogger(temp.path(), "launcher", LOGLEVEL_ERROR);
               if (log == nullptr || !UseUpDescriptors(temp.path())) return 1;
               for (int i = 0; i < 30; ++i) Log(log, LOGLEVEL_ERROR, "%d", i);
-              std::filesystem::rename(temp.path() / "launcher.log", temp.path() / "moved");
+              std::filesystem::rename(temp.path() + "/launcher.log", temp.path() + "/moved");
               for (int i = 0; i < 30; ++i) Log(log, LOGLEVEL_ERROR, "%d", i);
               return 0;
             }),
             0);
-  EXPECT_EQ(ReadMessages(temp.path() / "moved").size(), 60U);
+  EXPECT_EQ(ReadMessages(temp.path() + "/moved").size(), 60U);
 }
 
 TEST(NoDescriptorsLeft, DropsAndCountsRecordsWhenTheFileIsGone) {
@@ -208,14 +208,14 @@ TEST(NoDescriptorsLeft, DropsAndCountsRecordsWhenTheFileIsGone) {
   EXPECT_EQ(RunInChild([&temp] {
               ILog* const log = MakeLogger(temp.path(), "launcher", LOGLEVEL_ERROR);
               if (log == nullptr || !UseUpDescriptors(temp.path())) return 1;
-              std::filesystem::remove(temp.path() / "launcher.log");
+              std::filesystem::remove(temp.path() + "/launcher.log");
               for (int i = 0; i < 30; ++i) Log(log, LOGLEVEL_ERROR, "%d", i);
               if (!SetSoftLimit(RLIMIT_NOFILE, 128)) return 2;
               Log(log, LOGLEVEL_ERROR, "last");
               return 0;
             }),
             0);
-  EXPECT_EQ(ReadMessages(temp.path() / "launcher.log"),
+  EXPECT_EQ(ReadMessages(temp.path() + "/launcher.log"),
             (Messages{"[LOGGER    ] 30 records lost, errno " + std::to_string(EMFILE), "last"}));
 }
 
@@ -240,7 +240,7 @@ TEST(NoDescriptorsLeft, LeavesALoggerThatBeginsItsFileLater) {
               return 0;
             }),
             0);
-  EXPECT_EQ(ReadMessages(temp.path() / "launcher.log"),
+  EXPECT_EQ(ReadMessages(temp.path() + "/launcher.log"),
             (Messages{"[LOGGER    ] 1 record lost, errno " + std::to_string(EMFILE), "kept"}));
 }
 
@@ -250,7 +250,7 @@ TEST(ReadOnlyFolder, IsAnsweredByInitLogger) {
     if (!BecomeOrdinaryUser(temp.path())) return kNotHere;
     if (chmod(temp.path().c_str(), 0500) != 0) return 1;
     if (InitLogger(temp.path().c_str()) != EACCES) return 2;
-    return InitLogger((temp.path() / "new").c_str()) == EACCES ? 0 : 3;
+    return InitLogger((temp.path() + "/new").c_str()) == EACCES ? 0 : 3;
   });
   if (result == kNotHere) GTEST_SKIP() << "the superuser can't become an ordinary one here";
   EXPECT_EQ(result, 0);
@@ -262,7 +262,7 @@ TEST(ReadOnlyFolder, DropsAndCountsRecordsUntilItIsWritable) {
     if (!BecomeOrdinaryUser(temp.path())) return kNotHere;
     ILog* const log = MakeLogger(temp.path(), "launcher", LOGLEVEL_ERROR);
     if (log == nullptr) return 1;
-    std::filesystem::remove(temp.path() / "launcher.log");
+    std::filesystem::remove(temp.path() + "/launcher.log");
     if (chmod(temp.path().c_str(), 0500) != 0) return 2;
     for (int i = 0; i < 5; ++i) Log(log, LOGLEVEL_ERROR, "dropped");
     if (chmod(temp.path().c_str(), 0700) != 0) return 3;
@@ -271,7 +271,7 @@ TEST(ReadOnlyFolder, DropsAndCountsRecordsUntilItIsWritable) {
   });
   if (result == kNotHere) GTEST_SKIP() << "the superuser can't become an ordinary one here";
   EXPECT_EQ(result, 0);
-  EXPECT_EQ(ReadMessages(temp.path() / "launcher.log"),
+  EXPECT_EQ(ReadMessages(temp.path() + "/launcher.log"),
             (Messages{"[LOGGER    ] 5 records lost, errno " + std::to_string(EACCES), "kept"}));
 }
 
@@ -280,22 +280,22 @@ TEST(ReadOnlyFolder, LetsTheFileGrowBeyondItsSize) {
   const int result = RunInChild([&temp] {
     if (!BecomeOrdinaryUser(temp.path())) return kNotHere;
     ILog* const log = MakeLogger(temp.path(), "launcher", LOGLEVEL_ERROR);
-    if (log == nullptr || truncate((temp.path() / "launcher.log").c_str(), 4 << 20) != 0) return 1;
+    if (log == nullptr || truncate((temp.path() + "/launcher.log").c_str(), 4 << 20) != 0) return 1;
     if (chmod(temp.path().c_str(), 0500) != 0) return 2;
     for (int i = 0; i < 20; ++i) Log(log, LOGLEVEL_ERROR, "kept");
-    if (std::filesystem::file_size(temp.path() / "launcher.log") < (4U << 20) + 20 * 65) return 3;
+    if (std::filesystem::file_size(temp.path() + "/launcher.log") < (4U << 20) + 20 * 65) return 3;
     if (chmod(temp.path().c_str(), 0700) != 0) return 4;
     Log(log, LOGLEVEL_ERROR, "in a new file");
     return 0;
   });
   if (result == kNotHere) GTEST_SKIP() << "the superuser can't become an ordinary one here";
   EXPECT_EQ(result, 0);
-  EXPECT_EQ(ReadMessages(temp.path() / "launcher.log"), Messages{"in a new file"});
+  EXPECT_EQ(ReadMessages(temp.path() + "/launcher.log"), Messages{"in a new file"});
 }
 
 TEST(FileInTheFoldersPlace, DropsAndCountsRecordsUntilItIsGone) {
   const TempFolder temp;
-  const std::filesystem::path folder = temp.path() / "logs";
+  const std::filesystem::path folder = temp.path() + "/logs";
   ILog* const log = MakeLogger(folder, "launcher", LOGLEVEL_ERROR);
   ASSERT_NE(log, nullptr);
   std::filesystem::remove_all(folder);
@@ -315,7 +315,7 @@ TEST(FileInTheFoldersPlace, DropsAndCountsRecordsUntilItIsGone) {
 
 TEST(FileInTheFoldersPlace, LeavesTheParentsLossesToTheParent) {
   const TempFolder temp;
-  const std::filesystem::path folder = temp.path() / "logs";
+  const std::filesystem::path folder = temp.path() + "/logs";
   ILog* const log = MakeLogger(folder, "launcher", LOGLEVEL_ERROR);
   ASSERT_NE(log, nullptr);
   std::filesystem::remove_all(folder);

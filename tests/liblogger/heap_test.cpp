@@ -24,7 +24,7 @@ TEST(Heap, IsNotUsedByLogV) {
   ILog* const log = MakeLogger(temp.path(), "launcher", LOGLEVEL_ERROR);
   ASSERT_NE(log, nullptr);
   const std::string text(10000, 'x');
-  const std::string file = temp.path() / "launcher.log";
+  const std::string file = temp.path() + "/launcher.log";
   ASSERT_GT(t_allocations, 0) << "the counter doesn't count";
   const int before = t_allocations;
   for (int i = 0; i < 1500; ++i) Log(log, LOGLEVEL_ERROR, "%s %d %5.2f", text.c_str(), i, 1.5);

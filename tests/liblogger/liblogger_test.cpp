@@ -26,12 +26,12 @@ static mode_t ModeOf(const std::filesystem::path& file) {
 TEST(InitLogger, MakesTheFolderWithItsParentsForTheOwnerAlone) {
   const TempFolder temp;
   const mode_t old_mask = umask(0);
-  ILog* const log = MakeLogger(temp.path() / "a//b/c", "launcher", LOGLEVEL_ERROR);
+  ILog* const log = MakeLogger(temp.path() + "/a//b/c", "launcher", LOGLEVEL_ERROR);
   (void)umask(old_mask);
   ASSERT_NE(log, nullptr);
   Log(log, LOGLEVEL_ERROR, "x");
-  for (const char* folder : {"a", "a/b", "a/b/c"}) EXPECT_EQ(ModeOf(temp.path() / folder), 0700U) << folder;
-  EXPECT_EQ(ModeOf(temp.path() / "a/b/c/launcher.log"), 0600U);
+  for (const char* folder : {"a", "a/b", "a/b/c"}) EXPECT_EQ(ModeOf(temp.path() + "/" + folder), 0700U) << folder;
+  EXPECT_EQ(ModeOf(temp.path() + "/a/b/c/launcher.log"), 0600U);
 }
 
 TEST(InitLogger, LeavesWhatExistsAsItIs) {
@@ -75,7 +75,7 @@ TEST(InitLogger, KeepsTheLocationWhenAnotherOneFails) {
   ILog* log = nullptr;
   ASSERT_EQ(GetLogger(2, "launcher", LOGLEVEL_ERROR, &log), 0);
   Log(log, LOGLEVEL_ERROR, "kept");
-  EXPECT_EQ(ReadMessages(temp.path() / "launcher.log"), Messages{"kept"});
+  EXPECT_EQ(ReadMessages(temp.path() + "/launcher.log"), Messages{"kept"});
 }
 
 TEST(InitLogger, SendsLaterLoggersToAnotherLocationAndLeavesEarlierOnes) {
@@ -86,8 +86,8 @@ TEST(InitLogger, SendsLaterLoggersToAnotherLocationAndLeavesEarlierOnes) {
   ASSERT_TRUE(in_first != nullptr && in_second != nullptr);
   Log(in_first, LOGLEVEL_ERROR, "one");
   Log(in_second, LOGLEVEL_ERROR, "two");
-  EXPECT_EQ(ReadMessages(first.path() / "launcher.log"), Messages{"one"});
-  EXPECT_EQ(ReadMessages(second.path() / "launcher.log"), Messages{"two"});
+  EXPECT_EQ(ReadMessages(first.path() + "/launcher.log"), Messages{"one"});
+  EXPECT_EQ(ReadMessages(second.path() + "/launcher.log"), Messages{"two"});
 }
 
 TEST(InitLogger, LeavesAnotherHandlerOfTheFileSizeSignalAlone) {
@@ -131,8 +131,8 @@ TEST(GetLogger, GivesEachModuleAFileOfItsOwn) {
   ASSERT_TRUE(one != nullptr && two != nullptr);
   Log(one, LOGLEVEL_ERROR, "1");
   Log(two, LOGLEVEL_DEBUG, "2");
-  EXPECT_EQ(ReadMessages(temp.path() / "one.log"), Messages{"1"});
-  EXPECT_EQ(ReadMessages(temp.path() / "two.log"), Messages{"2"});
+  EXPECT_EQ(ReadMessages(temp.path() + "/one.log"), Messages{"1"});
+  EXPECT_EQ(ReadMessages(temp.path() + "/two.log"), Messages{"2"});
 }
 
 TEST(GetLogger, GivesTheSameLoggerAgainWithTheNewLevel) {
@@ -144,7 +144,7 @@ TEST(GetLogger, GivesTheSameLoggerAgainWithTheNewLevel) {
   ASSERT_EQ(GetLogger(2, "launcher", LOGLEVEL_DEBUG, &again), 0);
   EXPECT_EQ(again, log);
   Log(log, LOGLEVEL_DEBUG, "high enough");
-  EXPECT_EQ(ReadMessages(temp.path() / "launcher.log"), Messages{"high enough"});
+  EXPECT_EQ(ReadMessages(temp.path() + "/launcher.log"), Messages{"high enough"});
 }
 
 TEST(GetLogger, MakesOneLoggerForThreadsThatAskAtOnce) {
@@ -165,7 +165,7 @@ TEST(LogV, WritesARecordWithTheCallersNumbers) {
   ILog* const log = MakeLogger(temp.path(), "launcher", LOGLEVEL_ERROR);
   ASSERT_NE(log, nullptr);
   Log(log, LOGLEVEL_ERROR, "[LAUNCHER  ] %s %d", "sync", 3);
-  const std::vector<std::string> lines = ReadLines(temp.path() / "launcher.log");
+  const std::vector<std::string> lines = ReadLines(temp.path() + "/launcher.log");
   ASSERT_EQ(lines.size(), 1U);
   EXPECT_TRUE(IsRecord(lines[0])) << lines[0];
   const std::string pid = std::to_string(getpid());
@@ -193,20 +193,20 @@ TEST(LogV, WritesWhatIsAtOrAboveTheLoggersLevel) {
     for (const int level : levels) Log(log, static_cast<LOGLEVEL>(level), "%d", level);
     for (const int level : {0, 3, 99}) Log(log, static_cast<LOGLEVEL>(level), "%d", level);
     std::string shown;
-    for (const std::string& message : ReadMessages(temp.path() / "launcher.log")) shown += message + " ";
+    for (const std::string& message : ReadMessages(temp.path() + "/launcher.log")) shown += message + " ";
     EXPECT_EQ(shown, row.shown) << "threshold: " << row.threshold;
   }
 }
 
 TEST(LogV, KeepsErrnoAndShowsIt) {
   const TempFolder temp;
-  ILog* const log = MakeLogger(temp.path() / "logs", "launcher", LOGLEVEL_ERROR);
+  ILog* const log = MakeLogger(temp.path() + "/logs", "launcher", LOGLEVEL_ERROR);
   ASSERT_NE(log, nullptr);
   errno = ERANGE;
   Log(log, LOGLEVEL_ERROR, "written");
   EXPECT_EQ(errno, ERANGE);
-  std::filesystem::remove_all(temp.path() / "logs");
-  std::ofstream(temp.path() / "logs") << "x";
+  std::filesystem::remove_all(temp.path() + "/logs");
+  std::ofstream(temp.path() + "/logs") << "x";
   errno = ERANGE;
   Log(log, LOGLEVEL_ERROR, "dropped");
   EXPECT_EQ(errno, ERANGE);
@@ -214,11 +214,11 @@ TEST(LogV, KeepsErrnoAndShowsIt) {
 
 TEST(LogV, AppendsToAnEarlierRunsFileAndEndsATornLine) {
   const TempFolder temp;
-  std::ofstream(temp.path() / "launcher.log") << "whole\ntorn";
+  std::ofstream(temp.path() + "/launcher.log") << "whole\ntorn";
   ILog* const log = MakeLogger(temp.path(), "launcher", LOGLEVEL_ERROR);
   ASSERT_NE(log, nullptr);
   Log(log, LOGLEVEL_ERROR, "new");
-  const std::vector<std::string> lines = ReadLines(temp.path() / "launcher.log");
+  const std::vector<std::string> lines = ReadLines(temp.path() + "/launcher.log");
   ASSERT_EQ(lines.size(), 3U);
   EXPECT_EQ(lines[1], "torn");
   EXPECT_EQ(MessageOf(lines[2]), "new");
@@ -226,29 +226,29 @@ TEST(LogV, AppendsToAnEarlierRunsFileAndEndsATornLine) {
 
 TEST(LogV, BeginsTheFileAnewAtTheNextRecordWhenItIsGone) {
   const TempFolder temp;
-  const std::filesystem::path file = temp.path() / "logs/launcher.log";
-  ILog* const log = MakeLogger(temp.path() / "logs", "launcher", LOGLEVEL_ERROR);
+  const std::filesystem::path file = temp.path() + "/logs/launcher.log";
+  ILog* const log = MakeLogger(temp.path() + "/logs", "launcher", LOGLEVEL_ERROR);
   ASSERT_NE(log, nullptr);
   Log(log, LOGLEVEL_ERROR, "removed");
   std::filesystem::remove(file);
   Log(log, LOGLEVEL_ERROR, "moved away");
-  std::filesystem::rename(file, temp.path() / "elsewhere");
+  std::filesystem::rename(file, temp.path() + "/elsewhere");
   Log(log, LOGLEVEL_ERROR, "folder moved");
-  std::filesystem::rename(temp.path() / "logs", temp.path() / "old");
+  std::filesystem::rename(temp.path() + "/logs", temp.path() + "/old");
   Log(log, LOGLEVEL_ERROR, "folder removed");
   EXPECT_EQ(ReadMessages(file), Messages{"folder removed"});
-  std::filesystem::remove_all(temp.path() / "logs");
+  std::filesystem::remove_all(temp.path() + "/logs");
   Log(log, LOGLEVEL_ERROR, "last");
   EXPECT_EQ(ReadMessages(file), Messages{"last"});
-  EXPECT_EQ(ReadMessages(temp.path() / "elsewhere"), Messages{"moved away"});
-  EXPECT_EQ(ReadMessages(temp.path() / "old/launcher.log"), Messages{"folder moved"});
-  EXPECT_EQ(ModeOf(temp.path() / "logs"), 0700U);
+  EXPECT_EQ(ReadMessages(temp.path() + "/elsewhere"), Messages{"moved away"});
+  EXPECT_EQ(ReadMessages(temp.path() + "/old/launcher.log"), Messages{"folder moved"});
+  EXPECT_EQ(ModeOf(temp.path() + "/logs"), 0700U);
   EXPECT_EQ(ModeOf(file), 0600U);
 }
 
 TEST(LogV, RenamesAFullFileAndBeginsANewOne) {
   const TempFolder temp;
-  const std::filesystem::path file = temp.path() / "launcher.log";
+  const std::filesystem::path file = temp.path() + "/launcher.log";
   ILog* const log = MakeLogger(temp.path(), "launcher", LOGLEVEL_ERROR);
   ASSERT_NE(log, nullptr);
   const std::string text(4000, 'x');
@@ -265,14 +265,14 @@ TEST(LogV, RenamesAFullFileAndBeginsANewOne) {
 
 TEST(LogV, DoesNotFollowALinkOrWaitForAReader) {
   const TempFolder temp;
-  const std::filesystem::path file = temp.path() / "launcher.log";
+  const std::filesystem::path file = temp.path() + "/launcher.log";
   ASSERT_EQ(InitLogger(temp.path().c_str()), 0);
-  std::ofstream(temp.path() / "target") << "untouched";
+  std::ofstream(temp.path() + "/target") << "untouched";
   std::filesystem::create_symlink("target", file);
   ILog* log = nullptr;
   ASSERT_EQ(GetLogger(2, "launcher", LOGLEVEL_ERROR, &log), 0);
   Log(log, LOGLEVEL_ERROR, "to a link");
-  EXPECT_EQ(ReadFile(temp.path() / "target"), "untouched");
+  EXPECT_EQ(ReadFile(temp.path() + "/target"), "untouched");
 
   std::filesystem::remove(file);
   ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);
@@ -294,7 +294,7 @@ TEST(LogV, UsesDescriptorsAboveTwoThatDoNotSurviveExec) {
               if (log == nullptr) return 1;
               for (int i = 0; i < 3; ++i) {
                 Log(log, LOGLEVEL_ERROR, "x");
-                std::filesystem::remove(temp.path() / "launcher.log");
+                std::filesystem::remove(temp.path() + "/launcher.log");
               }
               const std::vector<int> open = OpenDescriptors();
               if (open.size() != 1 || open[0] < 3) return 2;
@@ -305,7 +305,7 @@ TEST(LogV, UsesDescriptorsAboveTwoThatDoNotSurviveExec) {
 
 TEST(LogV, LeaksNoDescriptor) {
   const TempFolder temp;
-  const std::filesystem::path folder = temp.path() / "logs";
+  const std::filesystem::path folder = temp.path() + "/logs";
   ILog* const log = MakeLogger(folder, "launcher", LOGLEVEL_ERROR);
   ASSERT_NE(log, nullptr);
   Log(log, LOGLEVEL_ERROR, "x");
@@ -336,7 +336,7 @@ TEST(LogV, SurvivesAProgramThatClosesEverything) {
               return OpenDescriptors().size() == 1 ? 0 : 2;
             }),
             0);
-  EXPECT_EQ(ReadMessages(temp.path() / "launcher.log"), (Messages{"before", "after", "again"}));
+  EXPECT_EQ(ReadMessages(temp.path() + "/launcher.log"), (Messages{"before", "after", "again"}));
 }
 
 TEST(LogV, TellsAForkedChildFromItsParent) {
@@ -349,7 +349,7 @@ TEST(LogV, TellsAForkedChildFromItsParent) {
               return 0;
             }),
             0);
-  for (const std::string& line : ReadLines(temp.path() / "launcher.log")) {
+  for (const std::string& line : ReadLines(temp.path() + "/launcher.log")) {
     int process = 0;
     int thread = 0;
     int expected = 0;
@@ -370,5 +370,5 @@ TEST(LogV, WorksWhileTheProcessExits) {
               exit(log == nullptr);
             }),
             0);
-  EXPECT_EQ(ReadMessages(temp.path() / "launcher.log"), Messages{"exiting"});
+  EXPECT_EQ(ReadMessages(temp.path() + "/launcher.log"), Messages{"exiting"});
 }

@@ -22,7 +22,7 @@ static LogFile::Result Append(LogFile& file, const std::string& text) {
 
 TEST(LogFile, RenamesAFileThatHasReachedItsSizeBeforeTheNextRecord) {
   const TempFolder temp;
-  const std::string path = temp.path() / "x.log";
+  const std::string path = temp.path() + "/x.log";
   LogFile file(path.c_str(), {10, 2});
   for (const char* text : {"1234567890\n", "2\n", "34567890\n", "4\n"}) EXPECT_EQ(Append(file, text).error, 0);
   EXPECT_EQ(ReadLines(path), Lines{"4"});
@@ -32,7 +32,7 @@ TEST(LogFile, RenamesAFileThatHasReachedItsSizeBeforeTheNextRecord) {
 
 TEST(LogFile, KeepsAsManyOlderFilesAsItIsTold) {
   const TempFolder temp;
-  const std::string path = temp.path() / "x.log";
+  const std::string path = temp.path() + "/x.log";
   LogFile file(path.c_str(), {2, 4});
   for (int i = 0; i < 10; ++i) EXPECT_EQ(Append(file, std::to_string(i) + "\n").error, 0);
   EXPECT_EQ(ReadFile(path), "9\n");
@@ -44,7 +44,7 @@ TEST(LogFile, KeepsAsManyOlderFilesAsItIsTold) {
 
 TEST(LogFile, FillsAGapFirst) {
   const TempFolder temp;
-  const std::string path = temp.path() / "x.log";
+  const std::string path = temp.path() + "/x.log";
   LogFile file(path.c_str(), {2, 4});
   for (int i = 0; i < 5; ++i) EXPECT_EQ(Append(file, std::to_string(i) + "\n").error, 0);
   std::filesystem::remove(path + ".2");
@@ -57,7 +57,7 @@ TEST(LogFile, FillsAGapFirst) {
 
 TEST(LogFile, FollowsWhenAnotherOneRotates) {
   const TempFolder temp;
-  const std::string path = temp.path() / "x.log";
+  const std::string path = temp.path() + "/x.log";
   LogFile one(path.c_str(), {4, 4});
   LogFile other(path.c_str(), {4, 4});
   EXPECT_EQ(Append(one, "1 a\n").error, 0);
@@ -70,7 +70,7 @@ TEST(LogFile, FollowsWhenAnotherOneRotates) {
 
 TEST(LogFile, WritesOnWhenAnotherOneIsRotating) {
   const TempFolder temp;
-  const std::string path = temp.path() / "x.log";
+  const std::string path = temp.path() + "/x.log";
   LogFile file(path.c_str(), {4, 4});
   EXPECT_EQ(Append(file, "123\n").error, 0);
   const std::unique_ptr<FILE, int (*)(FILE*)> locked(fopen(path.c_str(), "r"), &fclose);
@@ -85,7 +85,7 @@ TEST(LogFile, WritesOnWhenAnotherOneIsRotating) {
 
 TEST(LogFile, RotatesInAForkedChildThatSharesTheDescriptor) {
   const TempFolder temp;
-  const std::string path = temp.path() / "x.log";
+  const std::string path = temp.path() + "/x.log";
   LogFile file(path.c_str(), {4, 4});
   EXPECT_EQ(Append(file, "123\n").error, 0);
   EXPECT_EQ(RunInChild([&file] {
@@ -101,7 +101,7 @@ TEST(LogFile, RotatesInAForkedChildThatSharesTheDescriptor) {
 
 TEST(LogFile, SaysWhyNothingWasWritten) {
   const TempFolder temp;
-  const std::string path = temp.path() / "x.log";
+  const std::string path = temp.path() + "/x.log";
   std::filesystem::create_directory(path);
   LogFile file(path.c_str(), kDefaultLimits);
   EXPECT_EQ(Append(file, "x\n").error, EISDIR);
@@ -118,7 +118,7 @@ TEST(LogFile, SaysWhyNothingWasWritten) {
 
 TEST(LogFile, WritesToTheFileBeforeWhileThePathCannotBeOpened) {
   const TempFolder temp;
-  const std::string path = temp.path() / "x.log";
+  const std::string path = temp.path() + "/x.log";
   LogFile file(path.c_str(), kDefaultLimits);
   EXPECT_EQ(Append(file, "1\n").error, 0);
   std::filesystem::rename(path, path + ".moved");
@@ -136,7 +136,7 @@ TEST(LogFile, TakesALookForTrueForTwoMicrosecondsOfEitherDirection) {
   } rows[] = {{0, false}, {1999, false}, {-1999, false}, {2000, true}, {-2000, true}, {-3600000000000, true}};
   for (const auto& row : rows) {
     const TempFolder temp;
-    const std::string path = temp.path() / "x.log";
+    const std::string path = temp.path() + "/x.log";
     LogFile file(path.c_str(), kDefaultLimits);
     file.Open();
     const int64_t look_ns = 5000000000000;

@@ -86,12 +86,12 @@ TEST(Stress, KeepsEveryRecordOfThreadsAndForkedChildren) {
   constexpr int kChildren = 100 / kStressDivisor;
   constexpr int kRecordsOfAChild = 5;
   const TempFolder temp;
-  const std::string file = temp.path() / "stress.log";
+  const std::string file = temp.path() + "/stress.log";
   ILog* const log = MakeSmallLogger(file, {1 << 20, kMany});
 
   std::atomic<bool> stop{false};
   std::atomic<int> failed_children{0};
-  std::thread locker([&] { HoldLocksNowAndThen(stop, temp.path() / "scratch"); });
+  std::thread locker([&] { HoldLocksNowAndThen(stop, temp.path() + "/scratch"); });
   std::vector<std::thread> threads;
   for (int writer = 0; writer < kThreads; ++writer) {
     threads.emplace_back([log, writer] { WriteRecords(log, writer, kRecords); });
@@ -130,7 +130,7 @@ TEST(Stress, KeepsEveryRecordOfProcessesThatRotate) {
   constexpr int kRecords = 5000 / kStressDivisor;
   constexpr off_t kFullBytes = 64 * 1024;
   const TempFolder temp;
-  const std::string file = temp.path() / "stress.log";
+  const std::string file = temp.path() + "/stress.log";
   ILog* const inherited = MakeSmallLogger(file, {kFullBytes, kMany});
   std::vector<pid_t> children;
   for (int process = 0; process < kProcesses; ++process) {
@@ -164,7 +164,7 @@ TEST(Stress, KeepsEveryRecordWhileTheFileIsMovedAway) {
   constexpr int kThreads = 8;
   constexpr int kRecords = 5000 / kStressDivisor;
   const TempFolder temp;
-  const std::string file = temp.path() / "stress.log";
+  const std::string file = temp.path() + "/stress.log";
   ILog* const log = MakeSmallLogger(file, {1 << 30, 4});
   std::atomic<bool> stop{false};
   int moved = 0;
@@ -183,11 +183,11 @@ TEST(Stress, KeepsEveryRecordWhileTheFileIsMovedAway) {
   stop = true;
   mover.join();
 
-  std::ofstream all(temp.path() / "all.log", std::ios::binary);
+  std::ofstream all(temp.path() + "/all.log", std::ios::binary);
   for (int number = 0; number < moved; ++number) all << ReadFile(file + ".moved" + std::to_string(number));
   all << ReadFile(file);
   all.close();
-  const std::map<int, int> counts = CountRecords(temp.path() / "all.log");
+  const std::map<int, int> counts = CountRecords(temp.path() + "/all.log");
   EXPECT_EQ(counts.size(), static_cast<size_t>(kThreads));
   for (const auto& [writer, count] : counts) EXPECT_EQ(count, kRecords) << "writer: " << writer;
   EXPECT_GT(moved, 1);
@@ -200,7 +200,7 @@ TEST(Stress, KeepsEveryRecordOfAHandlerThatInterruptsARecord) {
   constexpr int kWriter = 1;
   constexpr int kRecords = 20000 / kStressDivisor;
   const TempFolder temp;
-  const std::string file = temp.path() / "stress.log";
+  const std::string file = temp.path() + "/stress.log";
   ILog* const log = MakeSmallLogger(file, {64 * 1024, kMany});
   g_signal_log = log;
   struct sigaction handler = {};

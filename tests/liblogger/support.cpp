@@ -2,45 +2,18 @@
 
 #include <dirent.h>
 #include <signal.h>
-#include <stdlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
-#include <fstream>
-#include <iterator>
 #include <regex>
-#include <stdexcept>
 #include <thread>
-
-TempFolder::TempFolder() {
-  std::string name = std::filesystem::temp_directory_path() / "liblogger.XXXXXX";
-  if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("mkdtemp failed: " + name);
-  folder = name;
-}
-
-TempFolder::~TempFolder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(folder, ignored);
-}
 
 void Log(ILog* log, LOGLEVEL level, const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
   log->LogV(level, format, arguments);
   va_end(arguments);
-}
-
-std::string ReadFile(const std::filesystem::path& file) {
-  std::ifstream in(file, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-std::vector<std::string> ReadLines(const std::filesystem::path& file) {
-  std::ifstream in(file, std::ios::binary);
-  std::vector<std::string> lines;
-  for (std::string line; std::getline(in, line);) lines.push_back(line);
-  return lines;
 }
 
 // Steps over `count` columns and the blanks between them.

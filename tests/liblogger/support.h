@@ -10,27 +10,10 @@
 #include <vector>
 
 #include "liblogger/liblogger.h"
-
-// A new folder in the system's folder for temporary files; removed with all that is in it at the end of its life.
-class TempFolder {
- public:
-  TempFolder();
-  ~TempFolder();
-  TempFolder(const TempFolder&) = delete;
-  TempFolder& operator=(const TempFolder&) = delete;
-  const std::filesystem::path& path() const { return folder; }
-
- private:
-  std::filesystem::path folder;
-};
+#include "tests/support/files.h"
+#include "tests/support/temp_folder.h"
 
 __attribute__((format(printf, 3, 4))) void Log(ILog* log, LOGLEVEL level, const char* format, ...);
-
-// The file's bytes; empty if it can't be read.
-std::string ReadFile(const std::filesystem::path& file);
-
-// The file's lines without their line feeds.
-std::vector<std::string> ReadLines(const std::filesystem::path& file);
 
 // The message of a record's line, and of all the lines of a file.
 std::string MessageOf(const std::string& line);
