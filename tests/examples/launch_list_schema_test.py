@@ -66,7 +66,8 @@ def shown_lists(path):
     if path.suffix == ".md":
         blocks = re.findall(r"^```\w*\n(.*?)^```", text, re.M | re.S)
     else:
-        blocks = [block.replace("\\e", "\\") for block in re.findall(r"^\.Bd -literal.*?\n(.*?)^\.Ed", text, re.M | re.S)]
+        displays = re.findall(r"^\.Bd -literal.*?\n(.*?)^\.Ed", text, re.M | re.S)
+        blocks = [display.replace("\\e", "\\") for display in displays]
     return [block for block in blocks if block.lstrip().startswith("{")]
 
 

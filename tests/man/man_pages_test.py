@@ -26,7 +26,8 @@ class ManPages(unittest.TestCase):
     def test_are_without_a_warning(self):
         for path in pages():
             with self.subTest(page=path.name):
-                result = subprocess.run(["mandoc", "-Tlint", "-W", "warning", str(path)], capture_output=True, text=True)
+                result = subprocess.run(["mandoc", "-Tlint", "-W", "warning", str(path)],
+                                        capture_output=True, text=True)
                 self.assertEqual((result.returncode, result.stdout), (0, ""))
 
     def test_carry_the_title_and_section_of_their_file_name(self):
