@@ -27,11 +27,10 @@ class Bundle {
   std::string launcher() const { return temp.path() + "/Pellux.app/Contents/MacOS/launcher"; }
   std::string recording() const { return PathOf("recording"); }
   std::string log_folder() const;
+  std::string settings_folder() const;
   std::string log_file() const { return log_folder() + "/qz3log/launcher.log"; }
 
  private:
-  std::string settings_folder() const;
-
   TempFolder temp;
   std::string sdk_name;
 };
