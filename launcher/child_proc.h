@@ -25,9 +25,9 @@
 //
 // Odd on purpose:
 // - A forked child whose `execv` fails does not exit but goes on as a second supervisor of the same item: it pauses,
-//   forks and waits like the first, and its own child may do the same. Each of this chain ends after its pause when
-//   the process that constructed the supervisor is gone. More arguments than fit a quarter of a thread's stack count
-//   as a failed `execv`.
+//   forks and waits like the first, and its own child may do the same. When the process that constructed the supervisor
+//   is gone, the chain ends from its last to its first, each after its pause. More arguments than fit a quarter of a
+//   thread's stack count as a failed `execv`.
 // - An item without a program is noticed in the forked child, which logs it and ends with exit status 0.
 // - The stored process id goes to `kill` untested: a supervisor whose last fork failed sends SIGKILL to -1, every
 //   process that the user may signal.

@@ -60,9 +60,9 @@ TEST(Stop, LetsTheItemsThatWaitForTheirTurnGoOn) {
   const Bundle bundle(Bundle::Logger::kRecording);
   std::vector<JsonObject> items;
   for (int i = 0; i < 4; ++i) items.push_back(ShellItem("item" + std::to_string(i), "exit 1"));
-  LauncherProcess launcher(bundle, bundle.WriteList(ListOf(items)));
+  LauncherProcess launcher(bundle, bundle.WriteList(ListWithEndMark(items)));
   ASSERT_TRUE(WaitUntil([&] { return CountLogged(bundle, "is killed") == 8; }));
-  launcher.WaitUntilItWaits(8);
+  launcher.WaitUntilItWaits();
   const size_t starts_before = CountLogged(bundle, "Start to fork");
   EXPECT_EQ(launcher.Stop(), 1);
   EXPECT_GT(CountLogged(bundle, "Start to fork"), starts_before);
