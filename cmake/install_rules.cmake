@@ -1,6 +1,6 @@
 # What `cmake --install` copies, in two components:
 #
-#   runtime      Pellux.app, the bundle as it lies in the build folder
+#   runtime      what a user needs: Pellux.app, the bundle as it lies in the build folder
 #   development  the headers, both libraries and the CMake package PelluxCommon
 #
 #   cmake --install build/release --component runtime --prefix /opt/pellux
