@@ -1,9 +1,15 @@
-// The application's error numbers.
+// The application's error numbers. They are thrown by value and bare, without an exception class around them, so that
+// `catch (const std::exception&)` does not see them:
+//
+//   try {
+//     JsonObject list(text.c_str());
+//   } catch (AERROR error) {  // AERROR_JSON_PARSE
+//   }
 #pragma once
 
 #include <cstdint>
 
-// Thrown by value, bare, and stored as numbers in documents; the numbers are fixed.
+// The numbers are fixed, because documents hold them; 32 bits wide.
 enum AERROR : int32_t {
   AERROR_PATH_NOT_FOUND = 4,  // A path names a member that does not exist.
   AERROR_JSON_PARSE = 6001,   // A text is no JSON document.

@@ -67,19 +67,26 @@ class JsonObject {
 
   // Returns whether every member that `path` names exists, one inside the other; their values may be null. Members are
   // separated by '/', and empty ones don't count: "a/b" is "/a//b/", and "" or "/" is the target itself. Names match
-  // exactly; a name with a '/' can't be reached, and arrays have no members. Changes nothing.
+  // exactly; a name with a '/' can't be reached. Null has no members, while asking an array, a text, a number or a
+  // truth value for one throws. Changes nothing.
   bool HasObject(const char* path) const;
 
   // Returns a view of the value that `path` names, with the rules of `HasObject`. Throws AERROR_PATH_NOT_FOUND when it
-  // does not exist.
+  // does not exist. Changes nothing.
   JsonObject GetObject(const char* path);
 
   // Return a view of an element or member, which is added with the value null where it is missing: these may change the
-  // document. A null target becomes an array or an object first; an array grows up to the index.
+  // document. A null target becomes an array or an object first; an array grows up to the index. A target of another
+  // kind and a negative index throw, and nothing is changed.
   JsonObject operator[](int index);
   JsonObject operator[](const char* key);
 
   // --- Conversions of the target. Null gives empty text, 0 and false.
+  //
+  // Numbers and truth values convert to each other, a fraction being cut off, and to text; text only to text; arrays
+  // and objects to nothing. What does not convert, and a number beyond the range of the 64-bit types, throws.
+  //
+  //   const int pause_seconds = item.GetObject("pause");
 
   // Text ends at its first NUL byte.
   operator std::string() const;
@@ -94,7 +101,8 @@ class JsonObject {
   operator double() const;
   operator bool() const;
 
-  // --- Editing. A null target becomes an object or an array first; one of another kind throws.
+  // --- Editing. Values are copied. A null target of an insertion becomes an object or an array first; one of another
+  // kind throws, and nothing is changed.
 
   // Sets the member `key`, replacing an existing one. Always true. The wide form throws
   // std::range_error("wstring_convert: to_bytes error"), the document unchanged, for text that UTF-8 can't hold.
@@ -105,18 +113,18 @@ class JsonObject {
   bool InsertArrayItem(std::string value);
   bool InsertArrayItem(JsonObject& item);
 
-  // Remove an element (of its index the low 32 bits count) or a member. False, and nothing changed, when it does not
-  // exist.
+  // Remove an element (of its index the low 32 bits count; later ones move down) or a member. False, and nothing
+  // changed, when it does not exist or the target is of another kind.
   bool RemoveArrayItem(unsigned long index);
   bool Remove(const char* key);
 
-  // Returns the names of the target's members, ascending by bytes.
+  // Returns the names of the target's members, ascending by bytes: none for null. A target of another kind throws.
   std::vector<std::string> GetKeys() const;
 
   // Returns a view of the target. Despite its name it copies nothing.
   JsonObject Copy();
 
-  // --- Text, without blanks at its ends: on one line, or indented on several.
+  // --- Text, without blanks at its ends: on one line, or indented on several. Change nothing.
   std::string ToText() const;
   std::string ToStyledText() const;
 

@@ -4,8 +4,9 @@
 //   <resource folder>/qz3api.ini                                          SDK      NAME   empty
 //   <home>/Library/Application Support/<SDK name>/log.ini                 LOG      LEVEL  ERROR
 //
-// Nothing is cached: each call reads the files again. No function reports an error; what can't be read gives the
-// default. Called from the main thread during start-up; not safe for concurrent use, as the path functions are not.
+// Nothing is cached: each call reads the files again. No function reports an error or throws anything but allocation
+// failures; what can't be read gives the default. Called from the main thread during start-up; not safe for concurrent
+// use, as the path functions are not, except `StringToLogLevel`.
 #pragma once
 
 #include <string>
@@ -18,11 +19,13 @@ std::string GetSDKName();
 
 // Returns where the logging library is to write: <home>/Library/Logs/<SDK name>/qz3log. The folder may not exist yet.
 // An empty SDK name leaves two slashes in a row.
+//
+//   GetLogPath()  // "/Users/ada/Library/Logs/Pellux/qz3log"
 std::string GetLogPath();
 
 // Returns the level that the user's log.ini asks for, LOGLEVEL_ERROR when it asks for none or for an unknown one.
 LOGLEVEL GetLogLevel();
 
 // Returns the level called `name`, exactly and in upper case: "DEBUG", "MESSAGE", "WARNING", "ERROR", "CRITICAL" or
-// "VERBOSE"; LOGLEVEL_ERROR for anything else. Never throws.
+// "VERBOSE"; LOGLEVEL_ERROR for anything else. Never throws; safe to call from any thread.
 LOGLEVEL StringToLogLevel(std::string name) noexcept;

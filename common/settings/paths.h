@@ -4,8 +4,9 @@
 // extension (Contents/PlugIns/*.appex/Contents/MacOS), whose executable's path ends in "FinderSync". Both find the same
 // resources and the same data folder.
 //
-// No function reports an error: what can't be found falls back as each comment says. Every call asks the system
-// again. None is safe for concurrent use with others that read the user database.
+// No function reports an error or throws anything but allocation failures: what can't be found falls back as each
+// comment says. Every call asks the system again. `GetHomePath`, `GetAppDataPath` and `GetOSXMountPath` are not safe
+// for concurrent use, neither with each other nor with anything else that reads the user database; the others are.
 #pragma once
 
 #include <string>
@@ -13,6 +14,8 @@
 // Returns the bundle's resource folder, absolute, resolved and with a '/' at its end, or an empty text when the
 // executable's path has 1024 bytes or more with its NUL. When the folder does not exist the path is returned
 // unresolved, with its "..".
+//
+//   GetResourcePath()  // "/Applications/Pellux.app/Contents/Resources/"
 std::string GetResourcePath();
 
 // Returns whether the running executable is the Finder Sync extension: its path ends in "FinderSync", whatever
@@ -27,7 +30,12 @@ std::string GetHomePath();
 // "/Library/Application Support". In the Finder Sync extension the system gives a sandbox container as home; from
 // there the path leads four levels up, with its ".." left in it. The argument is not used: callers append the SDK name
 // themselves.
+//
+//   GetAppDataPath("Pellux")  // "/Users/ada/Library/Application Support"
 std::string GetAppDataPath(std::string sdk_name);
 
-// Returns where the volume `name` of this user is mounted, "/Volumes/NAME_LOGIN". Nothing is looked up on the disk.
+// Returns where the volume `name` of this user is mounted, "/Volumes/NAME_LOGIN". Nothing is looked up on the disk. The
+// login name is empty for a user without an entry in the user database.
+//
+//   GetOSXMountPath("Archive")  // "/Volumes/Archive_ada"
 std::string GetOSXMountPath(std::string name);

@@ -11,7 +11,7 @@
 // counts, and in it the first line with the key. Text behind a NUL byte in a line is ignored, and a byte-order mark
 // hides a section header behind it.
 //
-// A folder in the place of the file is read for ever: opening it succeeds, and it has no end.
+// A FOLDER IN THE PLACE OF THE FILE IS READ FOR EVER: opening it succeeds, and it has no end. The call never returns.
 #pragma once
 
 #include <cstdint>
@@ -29,9 +29,12 @@
 uint64_t GetPrivateProfileString(std::string section, std::string key, std::string fallback, char* buffer, int32_t size,
                                  std::string path);
 
-// Returns the value of `key` in `[section]` of the file `path` as a number: an optional sign and decimal digits up to
-// the first other character, a negative number as its two's complement.
+// Returns the value of `key` in `[section]` of the file `path` as a number: blanks, an optional sign and decimal digits
+// up to the first other character. Of a number beyond 32 bits the low 32 count, so that -1 gives 4294967295; one beyond
+// the range of `long` counts as the nearest in it.
 //
 // A missing file, section or key gives `fallback`. A key whose value is empty or no number gives 0, unlike the text
 // variant.
+//
+//   const uint32_t days = GetPrivateProfileInt("LOG", "KEEP_DAYS", 7, path);
 uint32_t GetPrivateProfileInt(std::string section, std::string key, uint32_t fallback, std::string path);

@@ -14,5 +14,6 @@
 // A last group with one byte carries set bits where other encoders leave zeros, because the missing bytes count as '='
 // (0x3D): "a" becomes "YT==", not "YQ==". Decoders ignore these bits.
 //
-//   const char* text = base64(reinterpret_cast<const unsigned char*>("foobar"), 6);  // "Zm9vYmFy"
+//   const char* text = base64(reinterpret_cast<const unsigned char*>("foobar"), 6);
+//   const std::string kept = text != nullptr ? text : "";  // "Zm9vYmFy"
 char* base64(const unsigned char* data, unsigned long length);

@@ -21,6 +21,8 @@ std::string remove_head_slashes(std::string path);
 std::string remove_tail_slashes(std::string path);
 
 // Returns the path with each run of '/' shortened to one.
+//
+//   remove_duplicated_slashes("//a///b/")  // "/a/b/"
 std::string remove_duplicated_slashes(std::string path);
 
 // Splits a path at the first '/' behind its leading slashes: `container` becomes what stands before it, `rest` what
@@ -34,6 +36,8 @@ std::string remove_duplicated_slashes(std::string path);
 void split_container_name(std::string path, std::string& container, std::string& rest);
 
 // Returns what stands behind the last '/': the whole path when there is none, nothing when it is the last character.
+//
+//   get_file_name("a/b/c.txt")  // "c.txt"
 std::string get_file_name(std::string path);
 
 // Return whether a path lies in the QZFS file system. On this platform every path does, so that the answer is `true`

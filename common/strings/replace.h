@@ -8,11 +8,15 @@
 //
 // The search continues `from.size()` characters behind the start of each replacement, whatever the length of `to`:
 // - A shorter `to` makes it skip characters: replacing "ab" by "" in "abab" leaves "ab".
-// - A longer `to` has its tail searched again. When that tail holds `from`, as in replacing "a" by "ba" or by "aa",
-//   the call never returns and `text` grows until memory is exhausted.
-// - An empty `from` is found again at the same place for ever; that call never returns either.
+// - A longer `to` has its tail searched again.
 //
-// `from` and `to` must be other objects than `text`. Safe to call from any thread on texts of its own.
+// THE CALL NEVER RETURNS in two cases, which callers must keep away from it:
+// - `from` is empty: it is found again at the same place for ever.
+// - `to` holds `from` behind its first `from.size()` characters, as in replacing "a" by "ba" or by "aa": each
+//   replacement is found again, and `text` grows until memory is exhausted.
+//
+// Throws only what allocation throws; `text` then holds the replacements made so far. `from` and `to` must be other
+// objects than `text`. Safe to call from any thread on texts of its own.
 //
 //   std::string text = "x-y-z";
 //   replace_all(text, "-", "+");  // text is "x+y+z"

@@ -16,8 +16,12 @@
 //   split("a==b=", std::regex("="))  // "a", "", "b"
 //   split("", std::regex("="))       // ""
 //
-// Throws only what the allocation or the expression's matcher throws. An expression that can match the empty text
-// advances by the rules of `std::regex_token_iterator`. Safe to call from any thread, and between `fork` and
-// `execv` as long as the process has used a regular expression before.
+// Throws only what the allocation or the expression's matcher throws. Pieces may be of any length, but some matchers
+// recurse once for each character that a '*' or '+' takes, so that a single separator of some ten thousand characters
+// overflows the stack.
+//
+// An expression that can match the empty text
+// advances by the rules of `std::regex_iterator`, so that split("ab", std::regex("x*")) gives "", "a", "b". Safe to
+// call from any thread, and between `fork` and `execv` as long as the process has used a regular expression before.
 std::vector<std::string> split(const std::string& text, const std::regex& separator);
 std::vector<std::wstring> split(const std::wstring& text, const std::wregex& separator);

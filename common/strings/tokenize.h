@@ -12,7 +12,10 @@
 // text. When `transform` is empty, the first token throws `std::bad_function_call`; a text without tokens does not.
 // What `transform` throws passes through, and the tokens so far are released.
 //
-// All functions are safe to call from any thread.
+//   const auto as_it_is = [](std::string& token) { return token; };
+//
+// All functions are safe to call from any thread, as far as `transform` is, and throw nothing else but allocation
+// failures.
 #pragma once
 
 #include <functional>
@@ -40,8 +43,8 @@ std::vector<std::wstring> tokenize(const std::wstring& text, wchar_t delimiter,
 // Returns the tokens before, between and behind the occurrences of `delimiter`, found from left to right without
 // overlaps: always one more than there are occurrences.
 //
-// Never pass an empty `delimiter`: it is found again at the same place for ever, so that the call does not return and
-// takes ever more memory.
+// THE CALL NEVER RETURNS when `delimiter` is empty: it is found again at the same place for ever, and the tokens take
+// ever more memory. Callers must keep that away from it.
 //
 //   tokenize("::a::::b::", "::", as_it_is)  // "", "a", "", "b", ""
 std::vector<std::string> tokenize(const std::string& text, std::string delimiter,

@@ -9,7 +9,7 @@
 //
 // '/' stays, too, unless `encode_slash` says otherwise: a whole path keeps its slashes, one component of it must not.
 //
-// `text` must not be null. Safe to call from any thread.
+// `text` must not be null. Throws only what allocation throws; safe to call from any thread.
 //
 //   URLEncode("a b/c~", false)  // "a%20b/c~"
 //   URLEncode("a b/c~", true)   // "a%20b%2Fc~"

@@ -14,6 +14,8 @@
 //
 // Throws std::range_error("wstring_convert: from_bytes error") on malformed, truncated or overlong sequences, on
 // encoded surrogates and on code points above 0x10FFFF.
+//
+//   s2ws("\xC3\xA9")  // L"\u00E9", one character
 std::wstring s2ws(const std::string& text);
 
 // Returns the UTF-8 form of `text`, embedded NUL characters included.

@@ -34,6 +34,23 @@ TEST(Split, LeavesTheGrammarToTheCaller) {
   EXPECT_EQ(split("a=+b", std::regex("=+", std::regex::extended)), (std::vector<std::string>{"a", "+b"}));
 }
 
+TEST(Split, LosesNothingBetweenEmptyMatches) {
+  const struct {
+    const char* expression;
+    const char* text;
+    std::vector<std::string> pieces;
+  } rows[] = {
+      {"x*", "", {""}},
+      {"x*", "ab", {"", "a", "b"}},
+      {"x*", "axxb", {"", "a", "", "b"}},
+      {"x?", "a=b", {"", "a", "=", "b"}},
+      {"\\b", "ab=cd", {"", "ab", "=", "cd"}},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(split(row.text, std::regex(row.expression)), row.pieces) << row.expression << " in '" << row.text << "'";
+  }
+}
+
 TEST(Split, KeepsNulBytesInPieces) {
   const std::string text("a\0b=c", 5);
   EXPECT_EQ(split(text, std::regex("=")), (std::vector<std::string>{std::string("a\0b", 3), "c"}));
