@@ -1,6 +1,6 @@
-# Finds jsoncpp, the target JsonCpp::JsonCpp: on macOS its sources, compiled into the bundle as a static library, so that
-# the bundle needs nothing beside itself; elsewhere the installed library. It is 1.9.5 everywhere: later versions accept
-# and refuse other documents.
+# Finds jsoncpp, the target JsonCpp::JsonCpp: on macOS its sources, compiled into a static library, so that the bundle
+# needs nothing beside itself; elsewhere the installed library. It is 1.9.5 on both: later versions accept and refuse other
+# documents.
 
 # A project that adds this one may have found jsoncpp already.
 if(TARGET JsonCpp::JsonCpp)

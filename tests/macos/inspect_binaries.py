@@ -29,7 +29,7 @@ SETTINGS = "Contents/Resources/qz3api.ini"
 IDENTITY = "@rpath/liblogger.dylib"
 LOGGER_FUNCTIONS = {"_GetLogger", "_InitLogger"}
 
-# The C++ library is part of both binaries when they are built on Linux; Xcode's tools offer it as a system library only.
+# The C++ library is part of both binaries when they are built on Linux; Xcode's tools have the system's only.
 SYSTEM_LIBRARIES = {"/usr/lib/libSystem.B.dylib"} | ({"/usr/lib/libc++.1.dylib"} if sys.platform == "darwin" else set())
 
 # How reading a file that is not what it should be ends.

@@ -286,7 +286,8 @@ class Image:
             faults.append("an ad-hoc signature has no certificate")
         if not c_string(directory, name):
             faults.append("the signature names nobody")
-        if self.kind == EXECUTABLE and (version < 0x20400 or not struct.unpack_from(">Q", directory, 80)[0] & runs_main):
+        knows_kind = version >= 0x20400 and struct.unpack_from(">Q", directory, 80)[0] & runs_main
+        if self.kind == EXECUTABLE and not knows_kind:
             faults.append("the signature does not know that this is a program")
         if limit != offset:
             faults.append(f"the signature covers {limit:#x} bytes of {offset:#x}")
