@@ -26,6 +26,16 @@ install(TARGETS common liblogger
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
   FILE_SET HEADERS DESTINATION ${pellux_include_folder} COMPONENT development
   INCLUDES DESTINATION ${pellux_include_folder})
+# Where jsoncpp was compiled along, it goes along: no installed one may take its place.
+set(pellux_brings_jsoncpp OFF)
+if(TARGET jsoncpp_static)
+  set(pellux_brings_jsoncpp ON)
+  install(TARGETS jsoncpp_static
+    EXPORT PelluxCommonTargets
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
+    INCLUDES DESTINATION ${pellux_include_folder})
+  install(DIRECTORY ${jsoncpp_SOURCE_DIR}/include/json DESTINATION ${pellux_include_folder} COMPONENT development)
+endif()
 install(EXPORT PelluxCommonTargets
   NAMESPACE Pellux::
   DESTINATION ${pellux_package_folder}

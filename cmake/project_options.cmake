@@ -34,8 +34,20 @@ if(PELLUX_SANITIZERS)
   target_link_options(project_sanitizers INTERFACE -fsanitize=${PELLUX_SANITIZERS})
 endif()
 
+# For what is shipped: file names in it are relative to the top folder then, and say nothing of where it was built.
+option(PELLUX_HIDE_BUILD_PATHS "Leave no path of the build machine in what is built" OFF)
+add_library(project_build_paths INTERFACE)
+if(PELLUX_HIDE_BUILD_PATHS)
+  target_compile_options(project_build_paths INTERFACE
+    -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
+    -ffile-prefix-map=${PROJECT_BINARY_DIR}=.)
+  # A linker for macOS writes down where each object file lies.
+  target_link_options(project_build_paths INTERFACE
+    $<$<PLATFORM_ID:Darwin>:LINKER:-oso_prefix,${PROJECT_SOURCE_DIR}/>)
+endif()
+
 add_library(project_options INTERFACE)
-target_link_libraries(project_options INTERFACE project_warnings project_sanitizers)
+target_link_libraries(project_options INTERFACE project_build_paths project_sanitizers project_warnings)
 
 # The bundle lies in the build folder and runs where it lies.
 set(PELLUX_BUNDLE_CONTENTS ${PROJECT_BINARY_DIR}/Pellux.app/Contents)

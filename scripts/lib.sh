@@ -40,7 +40,7 @@ install_homebrew() {
 # What a build needs, tests included.
 install_build_tools() {
   if is_mac; then
-    install_homebrew cmake ninja jsoncpp googletest
+    install_homebrew cmake ninja googletest # jsoncpp is compiled along.
   elif command -v apt-get >/dev/null; then
     install_debian g++ cmake ninja-build libjsoncpp-dev uuid-dev libgtest-dev mandoc python3 python3-jsonschema
   else

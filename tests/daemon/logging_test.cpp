@@ -12,16 +12,11 @@
 #include "tests/support/items.h"
 #include "tests/support/launcher_process.h"
 #include "tests/support/recording.h"
+#include "tests/support/test_process.h"
 #include "tests/support/wait_until.h"
 
-#if defined(__APPLE__)
-#define SKIP_WITHOUT_SYSLOG() GTEST_SKIP() << "on macOS the program finds syslog in the system's library only"
-#else
-#define SKIP_WITHOUT_SYSLOG() (void)0
-#endif
-
 TEST(SystemLog, GetsOneLineForWrongParameters) {
-  SKIP_WITHOUT_SYSLOG();
+  if (!LibrariesReplaceSystemFunctions()) GTEST_SKIP() << "here the launcher finds syslog in the system's library only";
   const Bundle bundle(Bundle::Logger::kRecording);
   LauncherProcess launcher(bundle, std::vector<std::string>{"agent"});
   EXPECT_EQ(launcher.ExitStatus(), 0);
@@ -34,7 +29,7 @@ TEST(SystemLog, GetsOneLineForWrongParameters) {
 }
 
 TEST(SystemLog, GetsOneLineWhenTheLoggerDoesNotStartAndSupervisionGoesOn) {
-  SKIP_WITHOUT_SYSLOG();
+  if (!LibrariesReplaceSystemFunctions()) GTEST_SKIP() << "here the launcher finds syslog in the system's library only";
   const Bundle bundle(Bundle::Logger::kRecording);
   const std::string report = bundle.PathOf("report");
   const std::string list = bundle.WriteList(ListOf({Item("a", REPORT_PROGRAM, {report})}));
@@ -52,7 +47,7 @@ TEST(SystemLog, GetsOneLineWhenTheLoggerDoesNotStartAndSupervisionGoesOn) {
 }
 
 TEST(SystemLog, GetsALaunchersNameAsPartOfItsFormat) {
-  SKIP_WITHOUT_SYSLOG();
+  if (!LibrariesReplaceSystemFunctions()) GTEST_SKIP() << "here the launcher finds syslog in the system's library only";
   const Bundle bundle(Bundle::Logger::kRecording);
   LauncherProcess::Options options;
   options.environment["RECORDING_FAILS"] = "1";

@@ -1,7 +1,6 @@
 // How the launcher ends: SIGTERM in every situation, the order that it leaves behind, and other signals.
 
 #include <gtest/gtest.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -14,6 +13,7 @@
 #include "tests/support/items.h"
 #include "tests/support/launcher_process.h"
 #include "tests/support/recording.h"
+#include "tests/support/test_process.h"
 #include "tests/support/wait_until.h"
 
 using Clock = std::chrono::steady_clock;
@@ -96,43 +96,6 @@ TEST(Sigterm, AtFiftyRandomMomentsAfterTheStartAlwaysEndsWithOne) {
   }
 }
 
-#if defined(__linux__)
-
-static std::vector<pid_t> ThreadsOf(pid_t process) {
-  std::vector<pid_t> threads;
-  for (const auto& entry : std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/task")) {
-    threads.push_back(std::stoi(entry.path().filename().string()));
-  }
-  return threads;
-}
-
-// The mask of blocked signals in a status file of /proc.
-static uint64_t BlockedIn(const std::string& status) {
-  const std::string key = "SigBlk:\t";
-  return std::stoull(status.substr(status.find(key) + key.size(), 16), nullptr, 16);
-}
-
-TEST(Sigterm, DirectedAtASupervisorsThreadDoesNotReachTheHandlerThere) {
-  const Bundle bundle(Bundle::Logger::kRecording);
-  LauncherProcess launcher(bundle, bundle.WriteList(SleepingList(2)));
-  launcher.WaitUntilItWaits();
-  int directed = 0;
-  for (const pid_t thread : ThreadsOf(launcher.pid())) {
-    if (thread == launcher.pid()) continue;
-    const std::string status =
-        ReadFile("/proc/" + std::to_string(launcher.pid()) + "/task/" + std::to_string(thread) + "/status");
-    // A sanitizer's own thread blocks everything.
-    EXPECT_NE(BlockedIn(status) & (1ULL << (SIGTERM - 1)), 0U) << status;
-    ASSERT_EQ(syscall(SYS_tgkill, launcher.pid(), thread, SIGTERM), 0);
-    ++directed;
-  }
-  EXPECT_GE(directed, 2);
-  std::this_thread::sleep_for(std::chrono::milliseconds(300));
-  EXPECT_TRUE(launcher.IsRunning());
-  EXPECT_EQ(CountLogged(bundle, "is killed"), 0U);
-  EXPECT_EQ(launcher.Stop(), 1);
-}
-
 TEST(SecondSupervisor, EndsOnASigtermOfItsOwnAndHarmsNobody) {
   const Bundle bundle(Bundle::Logger::kRecording);
   const auto list = ListOf({SleepingItem("sibling"), Item("missing", "/nonexistent/program")});
@@ -149,20 +112,6 @@ TEST(SecondSupervisor, EndsOnASigtermOfItsOwnAndHarmsNobody) {
   EXPECT_TRUE(launcher.IsRunning());
   EXPECT_EQ(launcher.Stop(), 1);
 }
-
-TEST(SecondSupervisor, HasTheDefaultActionForSigtermAndTheOldMask) {
-  const Bundle bundle(Bundle::Logger::kRecording);
-  LauncherProcess launcher(bundle, bundle.WriteList(ListOf({Item("missing", "/nonexistent/program")})));
-  ASSERT_TRUE(WaitUntil([&] { return CountLogged(bundle, "Start to fork missing") == 2; }));
-  const pid_t second = LoggedWith(bundle.recording(), "Start to fork missing")[1].process;
-  const std::string status = ReadFile("/proc/" + std::to_string(second) + "/status");
-  EXPECT_EQ(BlockedIn(status), 0U) << status;
-  const size_t caught = status.find("SigCgt:\t");
-  ASSERT_NE(caught, std::string::npos);
-  EXPECT_EQ(std::stoull(status.substr(caught + 8, 16), nullptr, 16) & (1ULL << (SIGTERM - 1)), 0U);
-}
-
-#endif  // Linux's /proc
 
 TEST(SecondSupervisors, EndAllOfThemWhenTheLauncherHasEnded) {
   for (const int signal_number : {SIGTERM, SIGKILL}) {
@@ -200,9 +149,7 @@ TEST(Sigterm, DuringTheStartUpWakesNobody) {
 
 // With slow forks the stop falls between a supervisor's look at its flag and the return of its fork.
 TEST(Sigterm, MissesNoChildThatIsBeingForked) {
-#if defined(__APPLE__)
-  GTEST_SKIP() << "on macOS the program finds fork in the system's library only";
-#endif
+  if (!LibrariesReplaceSystemFunctions()) GTEST_SKIP() << "here the launcher finds fork in the system's library only";
   const Bundle bundle(Bundle::Logger::kRecording);
   LauncherProcess::Options options;
   options.environment["RECORDING_FORK_DELAY_MS"] = "400";

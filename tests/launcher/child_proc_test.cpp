@@ -51,7 +51,7 @@ static auto* const g_system_kill = SystemFunction<int(pid_t, int)>("kill");
 static auto* const g_system_pthread_create =
     SystemFunction<int(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*)>("pthread_create");
 
-extern "C" pid_t fork() noexcept {
+extern "C" pid_t fork() {
   const int number = ++g_forks;
   if (g_before_fork) g_before_fork(number);
   if (g_fork_fails && g_fork_fails()) {
@@ -61,7 +61,7 @@ extern "C" pid_t fork() noexcept {
   return g_system_fork();
 }
 
-extern "C" int kill(pid_t pid, int number) noexcept {
+extern "C" int kill(pid_t pid, int number) {
   ++g_kill_calls;
   if (number != 0) {
     const std::lock_guard<std::mutex> lock(g_kills_mutex);
@@ -71,7 +71,7 @@ extern "C" int kill(pid_t pid, int number) noexcept {
 }
 
 extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*start)(void*),
-                              void* argument) noexcept {
+                              void* argument) {
   if (g_thread_fails) return EAGAIN;
   return g_system_pthread_create(thread, attributes, start, argument);
 }

@@ -27,6 +27,7 @@ TREE = {
     ".cache/x.cpp": '#include "nowhere.h"\n',
     "build/debug/CMakeCache.txt": "",
     "build/debug/x.cpp": '#include "nowhere.h"\n',
+    "build/tools/node_modules/x/x.cpp": '#include "nowhere.h"\n',
 }
 
 

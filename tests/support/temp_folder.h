@@ -1,7 +1,9 @@
 // A folder that lives as long as the object.
 #pragma once
 
-#include <cstdlib>
+#include <stdlib.h>
+#include <unistd.h>
+
 #include <filesystem>
 #include <stdexcept>
 #include <string>

@@ -11,5 +11,9 @@ void AdoptOrphans();
 // nothing behind. Does nothing where the platform has no such thing.
 void EndWithParent(int signal_number);
 
+// Returns whether the launcher finds a function of the system in its logging library before it finds the system's. On
+// macOS a program knows of each function which library it comes from.
+bool LibrariesReplaceSystemFunctions();
+
 // Returns whether the main thread of `process` is waiting for another thread to wake it, as far as the platform tells.
 bool MainThreadWaits(pid_t process);

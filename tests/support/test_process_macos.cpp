@@ -6,3 +6,5 @@ void AdoptOrphans() {}
 void EndWithParent(int) {}
 
 bool MainThreadWaits(pid_t) { return true; }
+
+bool LibrariesReplaceSystemFunctions() { return false; }
