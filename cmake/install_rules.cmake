@@ -28,9 +28,9 @@ install(TARGETS common liblogger
   INCLUDES DESTINATION ${pellux_include_folder})
 # Where jsoncpp was compiled along, it goes along: no installed one may take its place.
 set(pellux_brings_jsoncpp OFF)
-if(TARGET jsoncpp_static)
+if(TARGET pellux_jsoncpp)
   set(pellux_brings_jsoncpp ON)
-  install(TARGETS jsoncpp_static
+  install(TARGETS pellux_jsoncpp
     EXPORT PelluxCommonTargets
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
     INCLUDES DESTINATION ${pellux_include_folder})

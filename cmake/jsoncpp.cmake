@@ -22,13 +22,13 @@ FetchContent_Declare(jsoncpp
   SOURCE_SUBDIR nothing-to-configure)
 FetchContent_MakeAvailable(jsoncpp)
 
-add_library(jsoncpp_static STATIC
+add_library(pellux_jsoncpp STATIC
   ${jsoncpp_SOURCE_DIR}/src/lib_json/json_reader.cpp
   ${jsoncpp_SOURCE_DIR}/src/lib_json/json_value.cpp
   ${jsoncpp_SOURCE_DIR}/src/lib_json/json_writer.cpp)
-target_compile_features(jsoncpp_static PUBLIC cxx_std_17)
-target_compile_options(jsoncpp_static PRIVATE -w)
-target_include_directories(jsoncpp_static SYSTEM PUBLIC $<BUILD_INTERFACE:${jsoncpp_SOURCE_DIR}/include>)
-target_link_libraries(jsoncpp_static PRIVATE $<BUILD_INTERFACE:project_build_paths>)
-set_target_properties(jsoncpp_static PROPERTIES CXX_EXTENSIONS OFF CXX_VISIBILITY_PRESET hidden)
-add_library(JsonCpp::JsonCpp ALIAS jsoncpp_static)
+target_compile_features(pellux_jsoncpp PUBLIC cxx_std_17)
+target_compile_options(pellux_jsoncpp PRIVATE -w)
+target_include_directories(pellux_jsoncpp SYSTEM PUBLIC $<BUILD_INTERFACE:${jsoncpp_SOURCE_DIR}/include>)
+target_link_libraries(pellux_jsoncpp PRIVATE $<BUILD_INTERFACE:project_build_paths>)
+set_target_properties(pellux_jsoncpp PROPERTIES CXX_EXTENSIONS OFF CXX_VISIBILITY_PRESET hidden)
+add_library(JsonCpp::JsonCpp ALIAS pellux_jsoncpp)

@@ -136,8 +136,8 @@ TEST(LogFile, ShowsTheEndsOfChildrenThatAreKilledWhileTheProcessExits) {
   EXPECT_TRUE(std::regex_match(records[1], std::regex(R"(ERROR \[LAUNCHER  \] early .* status = 9)"))) << records[1];
 }
 
-#if defined(__linux__)
 TEST(LogFile, NeverSitsOnAStandardStreamsDescriptor) {
+  if (!std::filesystem::exists("/proc/self/fd")) GTEST_SKIP() << "nothing here shows another process's descriptors";
   const Bundle bundle;
   LauncherProcess launcher(bundle, bundle.WriteList("{}"));
   ASSERT_TRUE(WaitUntil([&] { return std::filesystem::exists(bundle.log_file()); }));
@@ -150,7 +150,6 @@ TEST(LogFile, NeverSitsOnAStandardStreamsDescriptor) {
   }
   EXPECT_EQ(found, 1);
 }
-#endif
 
 TEST(LogFile, KeepsARecordOnOneLineWhateverItsNameHolds) {
   const Bundle bundle;
