@@ -120,6 +120,7 @@ TEST(ExitStatus, IsZeroWhenAThreadCannotBeStarted) {
     if (setgid(unused_user) != 0 || setuid(unused_user) != 0) _exit(126);
   };
   options.environment["ASAN_OPTIONS"] = "detect_leaks=0";  // The leak check needs a thread.
+  options.environment["TSAN_OPTIONS"] = "";  // That user may not be able to read the list of what it names.
   options.environment["HOME"] = bundle.PathOf("home");
   LauncherProcess launcher(bundle, {"agent", bundle.WriteList(ListOf({SleepingItem("a")}))}, options);
   EXPECT_EQ(launcher.ExitStatus(), 0);
