@@ -7,12 +7,15 @@ Exit status: 0 when every fault was found, 1 when one was not, 77 when there is 
 """
 
 import os
+import pathlib
 import shutil
 import struct
 import sys
 import tempfile
 import unittest
 
+TOOLS = pathlib.Path(__file__).resolve().parents[3] / "tools" / "macos"
+sys.path.insert(0, str(TOOLS))
 sys.dont_write_bytecode = True  # Nothing is to lie beside the sources.
 
 import inspect_binaries
