@@ -12,5 +12,5 @@
 // The numbers are fixed, because documents hold them; 32 bits wide.
 enum AERROR : int32_t {
   AERROR_PATH_NOT_FOUND = 4,  // A path names a member that does not exist.
-  AERROR_JSON_PARSE = 6001,   // A text is no JSON document.
+  AERROR_JSON_PARSE = 6001,   // A text is not a JSON document.
 };

@@ -2,20 +2,48 @@
 //
 // - An owning document comes from the text constructors, from `GetEmptyObject`, and from copying or assigning another
 //   owning document that is not null.
-// - A view comes from `GetObject`, `operator[]`, `Copy` and the `Json::Value&` constructor. It does not keep its
-//   document alive and must not outlive it. Writing through a view changes the document: that is what it is for.
+// - A view comes from `GetObject`, `operator[]`, `Copy` and the `Json::Value&` constructor. Writing through a view
+//   changes the document: that is what it is for.
+//
+//   JsonObject list(text.data(), static_cast<unsigned int>(text.size()));
+//   if (list.HasObject("0/name")) std::string name = list.GetObject("0/name");
+//
+// HOW LONG A VIEW LIVES. A view does not keep its document alive and must not outlive it. Using a view is undefined as
+// soon as the value that it views is gone:
+// - its document, or a value around it, is assigned to or replaced by `Insert`. (The new value of the very place that a
+//   view shows is seen through it.)
+// - its member, or one around it, is removed.
+// - its array loses an element: the later elements move down, so that their views show the next neighbour, and the view
+//   of the last one is dead.
+// Adding members and elements leaves other views alive.
+//
+// TRAPS. A view is assigned and copied like a reference, not like a value:
+// - `list["k"] = document` turns the temporary view into a copy of the document; the list only gains a null at "k".
+//   Write `list["k"] = document.Copy()`, or `list.Insert("k", document)`.
+// - `Insert("k", "text")` parses its text as JSON. A JSON string is `Insert("k", L"text")` or
+//   `list["k"] = std::string("text")`.
+// - `InsertArrayItem(list["k"])` appends the value's text, since a temporary can't bind to `JsonObject&`. Give the view
+//   a name first.
+// - Whatever moves objects by assigning them writes through views: `std::swap`, `erase` and `insert` of a vector,
+//   a `std::optional` or a map's entry that is assigned a second time.
+// - The copy of a document that holds null views that document. So does a vector's element after the vector has grown:
+//   it views the null where it lay before, which is gone. Keep null documents out of vectors.
+//
+// WHAT DOES NOT COMPILE, and what to write instead:
+//   list["k"] = 5, list["k"] = "x"   list.Insert("k", JsonObject("5")), list["k"] = std::string("x")
+//   std::string s; s = list["k"];    std::string s = list["k"], or s = static_cast<std::string>(list["k"])
+//   uint64_t n = list["k"];          static_cast<unsigned long long>(list["k"]), where uint64_t is another type (Linux)
+//   char key[8]; list[key]           list[static_cast<const char*>(key)]
+//   const JsonObject c(list); c["k"] JsonObject c(list): operator[] may add the member
 //
 // Errors: `AERROR` values, thrown bare, for texts that don't parse and for missing paths. What the JSON library finds
-// wrong by itself (a conversion that a value's kind does not allow, a step into a value that is no object, a negative
-// index, more than 1000 levels of nesting) leaves as its own exceptions, derived from `Json::Exception`. Null pointers
-// are the caller's error, except where a null is described.
+// wrong by itself (a conversion that a value's kind does not allow, a step into a value that is not an object, a
+// negative index, more than 1000 levels of nesting) leaves as its own exceptions, derived from `Json::Exception`. Null
+// pointers are the caller's error, except where a null is described.
 //
 // Threads: a document and all its views belong to one thread at a time. That goes for reading too, since `operator[]`
 // may add members. Different documents are independent. Reading, editing and copying take no lock, so they may also be
 // done between `fork` and `execv`, as long as the process has used the class before.
-//
-//   JsonObject list(text.data(), static_cast<unsigned int>(text.size()));
-//   if (list.HasObject("0/name")) std::string name = list.GetObject("0/name");
 #pragma once
 
 #include <json/value.h>
@@ -81,16 +109,23 @@ class JsonObject {
   JsonObject operator[](int index);
   JsonObject operator[](const char* key);
 
+  // Without these, the compiler would take the object for the index and the key for the array, as in `"key"[1]`.
+  JsonObject operator[](int index) const = delete;
+  template <typename Character>
+  JsonObject operator[](const Character* key) const = delete;
+
   // --- Conversions of the target. Null gives empty text, 0 and false.
   //
   // Numbers and truth values convert to each other, a fraction being cut off, and to text; text only to text; arrays
-  // and objects to nothing. What does not convert, and a number beyond the range of the 64-bit types, throws.
+  // and objects to nothing. What does not convert throws, and so does a number beyond the range of the 64-bit type that
+  // is asked for. One real number just beyond each upper end does not: 9223372036854775808.0 as a signed and
+  // 18446744073709551616.0 as an unsigned number give what the processor makes of them.
   //
   //   const int pause_seconds = item.GetObject("pause");
 
   // Text ends at its first NUL byte.
   operator std::string() const;
-  // Throws std::range_error("wstring_convert: from_bytes error") when the text is no UTF-8.
+  // Throws std::range_error("wstring_convert: from_bytes error") when the text is not UTF-8.
   operator std::wstring() const;
   operator unsigned long long() const;
   operator long long() const;

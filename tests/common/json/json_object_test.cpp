@@ -13,6 +13,7 @@
 #include <stdexcept>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 // The number that an action throws as a bare AERROR, or nothing.
 static std::optional<int> ErrorOf(const std::function<void()>& action) {
@@ -208,6 +209,15 @@ TEST(JsonObjectCopy, OfADocumentIsIndependent) {
   EXPECT_EQ(copy.ToText(), "{\"a\":\"mine\"}");
 }
 
+TEST(JsonObjectCopy, OfAnEmptyObjectOrArrayIsADocumentOfItsOwn) {
+  for (const char* text : {"{}", "[]"}) {
+    JsonObject source(text);
+    JsonObject copy(source);
+    copy = std::string("mine");
+    EXPECT_EQ(source.ToText(), text);
+  }
+}
+
 TEST(JsonObjectCopy, OfAViewIsASecondViewOfTheSameValue) {
   JsonObject document("{\"a\":{\"b\":1}}");
   auto view = std::make_unique<JsonObject>(document.GetObject("a"));
@@ -258,6 +268,56 @@ TEST(JsonObjectAssignment, OfADocumentToAViewDetachesTheView) {
   view["b"] = std::string("mine");
   EXPECT_EQ(document.ToText(), "{\"a\":1}");
   EXPECT_EQ(source.ToText(), "{\"b\":2}");
+}
+
+TEST(JsonObjectAssignment, OfAnEmptyObjectOrArrayToAViewDetachesItToo) {
+  for (const char* text : {"{}", "[]"}) {
+    JsonObject document("{\"a\":1}");
+    JsonObject view = document.GetObject("a");
+    view = JsonObject(text);
+    EXPECT_EQ(document.ToText(), "{\"a\":1}");
+    EXPECT_EQ(view.ToText(), text);
+  }
+}
+
+TEST(JsonObjectAssignment, OfADocumentToAViewOfItselfDetachesTheView) {
+  JsonObject document("{\"a\":1}");
+  JsonObject view = document.Copy();
+  view = document;
+  view["a"] = std::string("mine");
+  EXPECT_EQ(document.ToText(), "{\"a\":1}");
+}
+
+TEST(JsonObjectAssignment, OfADocumentToAMemberOnlyAddsTheMember) {
+  JsonObject list("{}");
+  const JsonObject document("{\"a\":1}");
+  list["k"] = document;
+  EXPECT_EQ(list.ToText(), "{\"k\":null}");
+}
+
+TEST(JsonObjectAssignment, OfADocumentsCopyToAMemberWritesIt) {
+  JsonObject list("{}");
+  JsonObject document("{\"a\":1}");
+  list["k"] = document.Copy();
+  document["a"] = std::string("changed");
+  EXPECT_EQ(list.ToText(), "{\"k\":{\"a\":1}}");
+}
+
+// Whatever swaps and moves by assignment writes through views.
+TEST(JsonObjectAssignment, WritesThroughViewsInTheStandardLibrarysHandsToo) {
+  JsonObject list(R"({"a":1,"b":2,"c":3})");
+  JsonObject a = list["a"];
+  JsonObject b = list["b"];
+  std::swap(a, b);
+  EXPECT_EQ(list.ToText(), R"({"a":2,"b":2,"c":3})");
+
+  std::vector<JsonObject> views = {list["a"], list["b"], list["c"]};
+  views.erase(views.begin() + 1);
+  EXPECT_EQ(list.ToText(), R"({"a":2,"b":3,"c":3})");
+
+  std::optional<JsonObject> item = list["a"];
+  item = list["c"];
+  EXPECT_EQ(list.ToText(), R"({"a":3,"b":3,"c":3})");
 }
 
 TEST(JsonObjectAssignment, OfADocumentToADocumentThatHoldsNullMakesItAnIndependentCopy) {
@@ -522,6 +582,25 @@ TEST(JsonObjectElement, LeavesWrongKindsAndNegativeIndexesToTheLibrarysException
   }
 }
 
+// Whether `object[key]` compiles.
+template <typename Object, typename Key, typename = void>
+struct IsIndexedBy : std::false_type {};
+template <typename Object, typename Key>
+struct IsIndexedBy<Object, Key, std::void_t<decltype(std::declval<Object>()[std::declval<Key>()])>> : std::true_type {};
+
+TEST(JsonObjectMember, IsNotReachedThroughTheConversionToAnIndex) {
+  using Narrow = const char(&)[6];
+  using Wide = const wchar_t(&)[6];
+  EXPECT_TRUE((IsIndexedBy<JsonObject&, Narrow>::value));
+  EXPECT_TRUE((IsIndexedBy<JsonObject&, int>::value));
+  EXPECT_TRUE((IsIndexedBy<JsonObject, Narrow>::value));
+  EXPECT_FALSE((IsIndexedBy<const JsonObject&, Narrow>::value));
+  EXPECT_FALSE((IsIndexedBy<const JsonObject&, char*>::value));
+  EXPECT_FALSE((IsIndexedBy<const JsonObject&, int>::value));
+  EXPECT_FALSE((IsIndexedBy<JsonObject&, Wide>::value));
+  EXPECT_FALSE((IsIndexedBy<const JsonObject&, Wide>::value));
+}
+
 // --- Conversions
 
 TEST(JsonObjectConversion, FollowsTheLibrarysRules) {
@@ -568,6 +647,27 @@ TEST(JsonObjectConversion, IsImplicit) {
   EXPECT_EQ(error, static_cast<AERROR>(3));
   EXPECT_EQ(fraction, 1.5);
   EXPECT_TRUE(truth);
+}
+
+TEST(JsonObjectConversion, LeavesToTheCallerWhatTheCompilerCannotChoose) {
+  EXPECT_FALSE((std::is_assignable<JsonObject, int>::value));
+  EXPECT_FALSE((std::is_assignable<JsonObject, const char*>::value));
+  EXPECT_FALSE((std::is_assignable<std::string&, JsonObject>::value));
+  EXPECT_TRUE((std::is_assignable<JsonObject, std::string>::value));
+  EXPECT_TRUE((std::is_convertible<JsonObject, std::string>::value));
+  EXPECT_FALSE((std::is_convertible<JsonObject, unsigned long>::value));
+  EXPECT_TRUE((std::is_convertible<JsonObject, unsigned long long>::value));
+}
+
+TEST(JsonObjectConversion, KeepsADoubleExact) {
+  EXPECT_EQ(static_cast<double>(JsonObject("0.1")), 0.1);
+  EXPECT_EQ(static_cast<double>(JsonObject("16777217")), 16777217.0);
+}
+
+TEST(JsonObjectConversion, IsTrueForAFraction) {
+  EXPECT_TRUE(static_cast<bool>(JsonObject("0.5")));
+  EXPECT_TRUE(static_cast<bool>(JsonObject("-0.25")));
+  EXPECT_TRUE(static_cast<bool>(JsonObject("18446744073709551615")));
 }
 
 TEST(JsonObjectConversion, ReadsTheTargetOfAView) {
@@ -670,6 +770,20 @@ TEST(Insert, CopiesTheValueThatTheOtherObjectTargets) {
   EXPECT_EQ(source.ToText(), R"({"a":"changed"})");
 }
 
+TEST(Insert, ParsesANarrowText) {
+  JsonObject document("{}");
+  document.Insert("k", "[1]");
+  EXPECT_EQ(document.ToText(), "{\"k\":[1]}");
+  EXPECT_EQ(ErrorOf([&] { document.Insert("k", "text"); }), 6001);
+}
+
+TEST(Insert, IsSeenThroughAViewOfTheSamePlace) {
+  JsonObject document("{\"a\":{\"b\":1}}");
+  JsonObject view = document.GetObject("a");
+  document.Insert("a", JsonObject("[5]"));
+  EXPECT_EQ(view.ToText(), "[5]");
+}
+
 TEST(Insert, CopiesAPartOfTheDocumentItselfToo) {
   JsonObject document("{\"a\":{\"b\":1}}");
   document.Insert("c", document.GetObject("a/b"));
@@ -753,6 +867,21 @@ TEST(InsertArrayItem, AppendsTextAndCopies) {
   EXPECT_EQ(document.ToText(), R"([0,"{}","a\u0000b",{"b":1},{"a":{"b":1}}])");
 }
 
+TEST(InsertArrayItem, TakesATemporaryObjectAsText) {
+  JsonObject source(R"({"number":7,"object":{}})");
+  JsonObject document("[]");
+  document.InsertArrayItem(source["number"]);
+  EXPECT_EQ(document.ToText(), "[\"7\"]");
+  EXPECT_THROW(document.InsertArrayItem(source["object"]), Json::LogicError);
+}
+
+TEST(InsertArrayItem, LeavesViewsOfOtherElementsAlive) {
+  JsonObject document("[\"first\"]");
+  const JsonObject view = document[0];
+  for (int i = 0; i < 1000; ++i) document.InsertArrayItem("x");
+  EXPECT_EQ(static_cast<std::string>(view), "first");
+}
+
 TEST(InsertArrayItem, AppendsAnElementOfTheArrayItself) {
   JsonObject document("[{\"a\":1}]");
   JsonObject element = document[0];
@@ -796,6 +925,15 @@ TEST(RemoveArrayItem, MovesLaterElementsDown) {
     EXPECT_EQ(document.RemoveArrayItem(row.index), row.expected) << "index: " << row.index;
     EXPECT_EQ(document.ToText(), row.after) << "index: " << row.index;
   }
+}
+
+TEST(RemoveArrayItem, ShowsTheNextNeighbourThroughViews) {
+  JsonObject document("[\"a\",\"b\",\"c\"]");
+  const JsonObject first = document[0];
+  const JsonObject second = document[1];
+  document.RemoveArrayItem(0);
+  EXPECT_EQ(static_cast<std::string>(first), "b");
+  EXPECT_EQ(static_cast<std::string>(second), "c");
 }
 
 TEST(RemoveArrayItem, AnswersFalseForWhatIsNoArray) {
@@ -884,4 +1022,8 @@ TEST(ToStyledText, IndentsBySpacesWithoutALineFeedAtTheEnd) {
             "{\n   \"a\" : {\n      \"b\" : 1\n   },\n   \"c\" : []\n}");
   EXPECT_EQ(JsonObject("{}").ToStyledText(), "{}");
   EXPECT_EQ(JsonObject("null").ToStyledText(), "null");
+}
+
+TEST(ToStyledText, StartsWithACommentBeforeTheDocument) {
+  EXPECT_EQ(JsonObject("// why\n{\"a\":1}").ToStyledText(), "// why\n{\n   \"a\" : 1\n}");
 }

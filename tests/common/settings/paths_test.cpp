@@ -1,6 +1,9 @@
 #include "common/settings/paths.h"
 
 #include <gtest/gtest.h>
+#include <pwd.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <climits>
 #include <filesystem>
@@ -104,6 +107,26 @@ TEST(IsFinderSync, IsFalseWhenTheExecutablesPathHas1024BytesOrMore) {
     EXPECT_EQ(AnswersAt(PathOfLength(folder.path(), row.bytes, "FinderSync")).at("IsFinderSync"), row.expected)
         << row.bytes;
   }
+}
+
+TEST(GetHomePath, GoesByTheRealUserNotTheEffectiveOne) {
+  if (geteuid() != 0) GTEST_SKIP() << "only the superuser can have another real user";
+  constexpr uid_t kNobody = 65534;
+  constexpr int kCannotBecomeNobody = 2;
+  const passwd* const nobody = getpwuid(kNobody);
+  if (nobody == nullptr) GTEST_SKIP() << "the user database has no second user";
+  const std::string expected = nobody->pw_dir;
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    if (setreuid(kNobody, 0) != 0) _exit(kCannotBecomeNobody);
+    _exit(GetHomePath() == expected ? 0 : 1);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFEXITED(status)) << status;
+  if (WEXITSTATUS(status) == kCannotBecomeNobody) GTEST_SKIP() << "there is no other user here";
+  EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
 TEST(GetHomePath, AsksTheUserDatabaseBeforeTheEnvironment) {

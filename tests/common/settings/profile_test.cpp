@@ -338,6 +338,11 @@ TEST(GetPrivateProfileInt, ReadsANumberUpToTheFirstOtherCharacter) {
       {"=x", 0},
       {"=5", 0},
       {"5=6", 5},
+      // Beyond 32 bits the low ones count; beyond `long` the nearest number that it holds.
+      {"4294967297", 1},
+      {"-4294967297", 0xFFFFFFFF},
+      {"9223372036854775808", 0xFFFFFFFF},
+      {"-9223372036854775809", 0},
   };
   for (const auto& row : rows) {
     EXPECT_EQ(NumberIn("[LOG]\nLEVEL=" + std::string(row.value) + "\n"), row.expected) << "value: " << row.value;

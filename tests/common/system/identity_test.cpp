@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <pwd.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -13,6 +14,25 @@ TEST(GetUserName, IsTheRealUsersLoginName) {
   const passwd* const user = getpwuid(getuid());
   const std::string expected = user != nullptr ? user->pw_name : "";  // The next call overwrites the entry.
   EXPECT_EQ(GetUserName(), expected);
+}
+
+TEST(GetUserName, GoesByTheRealUserNotTheEffectiveOne) {
+  if (geteuid() != 0) GTEST_SKIP() << "only the superuser can have another real user";
+  constexpr uid_t kNobody = 65534;
+  constexpr int kCannotBecomeNobody = 2;
+  const passwd* const nobody = getpwuid(kNobody);
+  const std::string expected = nobody != nullptr ? nobody->pw_name : "";
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    if (setreuid(kNobody, 0) != 0) _exit(kCannotBecomeNobody);
+    _exit(GetUserName() == expected ? 0 : 1);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFEXITED(status)) << status;
+  if (WEXITSTATUS(status) == kCannotBecomeNobody) GTEST_SKIP() << "there is no other user here";
+  EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
 TEST(GetUserName, AsksTheUserDatabaseOnly) {
