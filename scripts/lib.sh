@@ -42,7 +42,7 @@ install_build_tools() {
   if is_mac; then
     install_homebrew cmake ninja googletest # jsoncpp is compiled along.
   elif command -v apt-get >/dev/null; then
-    install_debian g++ cmake ninja-build libjsoncpp-dev uuid-dev libgtest-dev mandoc python3 python3-jsonschema
+    install_debian g++ cmake ninja-build libjsoncpp-dev uuid-dev libgtest-dev locales mandoc python3 python3-jsonschema
   else
     local tool
     for tool in g++ cmake ninja; do

@@ -5,10 +5,11 @@
 
 static wint_t UpperCase(wchar_t character) { return towupper(static_cast<wint_t>(character)); }
 
-// What `toupper` does with bytes from 0x80 up differs between platforms and locales; here they stay themselves.
+// Bytes from 0x80 up stay themselves, as negative numbers: where a locale knows an upper case of a letter below 0x80
+// that lies there (a Turkish one of 'i'), it is not taken for the byte.
 static int UpperCase(char character) {
-  const auto byte = static_cast<unsigned char>(character);
-  return byte < 0x80 ? toupper(byte) : byte;
+  const auto byte = static_cast<signed char>(character);
+  return byte >= 0 ? toupper(byte) : byte;
 }
 
 template <typename Char>

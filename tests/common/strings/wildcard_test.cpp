@@ -4,12 +4,16 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <clocale>
+#include <cstdlib>
 #include <cstring>
 #include <cwctype>
 #include <random>
 #include <string>
 #include <vector>
+
+#include "tests/support/temp_folder.h"
 
 static std::wstring Widen(const std::string& text) { return {text.begin(), text.end()}; }
 
@@ -215,6 +219,40 @@ TEST(IsNameInExpression, FoldsWideCharactersAsTheLocaleDoes) {
   expect_the_locales_answer(0x416, 0x436);
   EXPECT_FALSE(IsNameInExpressionA("\xC9", "\xE9", true)) << "the narrow variant leaves these bytes alone";
   (void)setlocale(LC_CTYPE, before.c_str());
+}
+
+// Makes a Turkish locale of one byte a character the current one while it lives: in it the upper case of 'i' lies above
+// 0x80. Where the system has none, it is compiled. `is_set` says whether that worked.
+class TurkishLocale {
+ public:
+  TurkishLocale() : before(setlocale(LC_CTYPE, nullptr)) {
+    for (const char* name : {"tr_TR.ISO-8859-9", "tr_TR.ISO8859-9"}) is_set = is_set || setlocale(LC_CTYPE, name);
+    if (is_set) return;
+    const std::string compile = "localedef -i tr_TR -f ISO-8859-9 '" + folder.path() + "/tr_TR.ISO-8859-9' 2>/dev/null";
+    (void)system(compile.c_str());
+    (void)setenv("LOCPATH", folder.path().c_str(), 1);
+    is_set = setlocale(LC_CTYPE, "tr_TR.ISO-8859-9") != nullptr;
+    (void)unsetenv("LOCPATH");
+  }
+  ~TurkishLocale() { (void)setlocale(LC_CTYPE, before.c_str()); }
+  TurkishLocale(const TurkishLocale&) = delete;
+  TurkishLocale& operator=(const TurkishLocale&) = delete;
+
+  bool is_set = false;
+
+ private:
+  const TempFolder folder;
+  const std::string before;
+};
+
+TEST(IsNameInExpression, TakesNoByteAboveAsciiForTheUpperCaseOfALetterInIt) {
+  const TurkishLocale turkish;
+  if (!turkish.is_set) GTEST_SKIP() << "needs the locale tr_TR.ISO-8859-9, or localedef and what it compiles";
+  ASSERT_EQ(toupper('i'), 0xDD) << "not the locale that this is about";
+  EXPECT_FALSE(IsNameInExpressionA("\xDD", "i", true));
+  EXPECT_FALSE(IsNameInExpressionA("i", "\xDD", true));
+  EXPECT_TRUE(IsNameInExpressionA("\xDD", "\xDD", true));
+  EXPECT_EQ(IsNameInExpressionA("I", "i", true), toupper('I') == toupper('i'));
 }
 
 // Returns the end of a page that may be written; the page behind it may not even be read. Both stay until the test
