@@ -1,8 +1,7 @@
 // Records per second of the logging library beside those of spdlog's multi-threaded file logger, flushed per record
 // and with the same columns: 1, 2 and 8 threads that write the launcher's longest everyday record.
 //
-//   cmake --preset release -DPELLUX_BUILD_BENCHMARKS=ON && cmake --build --preset release
-//   build/release/bench/liblogger_bench --benchmark_repetitions=9 --benchmark_enable_random_interleaving=true
+//   scripts/bench LogV
 //
 // The two differ in one thing on purpose: ours looks at the file's path before every record and rotates.
 #include <benchmark/benchmark.h>
@@ -54,8 +53,8 @@ static void BM_Spdlog(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations());
 }
 
-BENCHMARK(BM_Liblogger)->Threads(1)->Threads(2)->Threads(8)->UseRealTime();
-BENCHMARK(BM_Spdlog)->Threads(1)->Threads(2)->Threads(8)->UseRealTime();
+BENCHMARK(BM_Liblogger)->Name("LogV/everyday record/ours")->Threads(1)->Threads(2)->Threads(8)->UseRealTime();
+BENCHMARK(BM_Spdlog)->Name("LogV/everyday record/spdlog")->Threads(1)->Threads(2)->Threads(8)->UseRealTime();
 
 int main(int argc, char** argv) {
   char folder[] = "/tmp/liblogger_bench.XXXXXX";
