@@ -1,6 +1,6 @@
 # What `cmake --install` copies, in two components:
 #
-#   runtime      what a user needs: Pellux.app, the bundle as it lies in the build folder
+#   runtime      what a user needs: the bundle as it lies in the build folder
 #   development  the headers, both libraries and the CMake package PelluxCommon
 #
 #   cmake --install build/release --component runtime --prefix /opt/pellux
@@ -11,8 +11,8 @@ include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)
 
 # Copied whole, not target by target: the bundle runs from wherever it is copied to, and a copy leaves a signature valid.
-install(DIRECTORY ${PELLUX_BUNDLE_CONTENTS}
-  DESTINATION Pellux.app
+install(DIRECTORY ${pellux_bundle}/Contents
+  DESTINATION ${pellux_bundle_name}
   USE_SOURCE_PERMISSIONS
   COMPONENT runtime)
 

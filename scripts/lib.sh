@@ -80,3 +80,6 @@ build() {
   cmake --preset "$1" || fail "configuring failed"
   cmake --build --preset "$1" --target "${2:-all}" || fail "the build failed"
 }
+
+# bundle_value PRESET KEY: what the configured preset says of its bundle: its `name`, or the names of its `programs`.
+bundle_value() { sed -n "s/^$2=//p" "build/$1/bundle.txt"; }

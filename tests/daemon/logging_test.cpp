@@ -163,7 +163,7 @@ TEST(LogFile, KeepsARecordOnOneLineWhateverItsNameHolds) {
 
 TEST(LogFile, IsWrittenByAnUnnamedProductToo) {
   const Bundle bundle;
-  std::filesystem::remove(bundle.PathOf("Pellux.app/Contents/Resources/qz3api.ini"));
+  std::filesystem::remove(bundle.sdk_file());
   const std::string list = bundle.WriteList("{}");
   const std::string folder = GetHomePath() + "/Library/Logs/qz3log";
   const bool was_there = std::filesystem::exists(folder);

@@ -86,8 +86,7 @@ TEST(Folder, InThePlaceOfASettingsFileIsReadForEver) {
   for (const bool sdk_file : {true, false}) {
     const Bundle bundle(Bundle::Logger::kRecording);
     bundle.SetLogLevel("DEBUG");
-    const std::string file =
-        sdk_file ? bundle.PathOf("Pellux.app/Contents/Resources/qz3api.ini") : bundle.settings_folder() + "/log.ini";
+    const std::string file = sdk_file ? bundle.sdk_file() : bundle.settings_folder() + "/log.ini";
     std::filesystem::remove(file);
     std::filesystem::create_directory(file);
     LauncherProcess launcher(bundle, bundle.WriteList("{}"));

@@ -6,6 +6,7 @@ Users' programs are compiled as the build folder's own are: same compiler, same 
 """
 
 import pathlib
+import re
 import subprocess
 import sys
 import tempfile
@@ -24,6 +25,13 @@ def read_cache():
         if separator and not line.startswith(("#", "//")):
             cache[name.partition(":")[0]] = value
     return cache
+
+
+def read_bundle():
+    """What the build folder says of its bundle: the bundle's name and its programs' names."""
+    lines = (BUILD / "bundle.txt").read_text(encoding="utf-8").splitlines()
+    values = dict(line.split("=", 1) for line in lines)
+    return values["name"], values["programs"].split()
 
 
 def files_below(folder):
@@ -82,7 +90,8 @@ class PackageTest(unittest.TestCase):
             self.assertNotEqual(package, [])
             for file in package:
                 text = file.read_text(encoding="utf-8")
-                for word in (str(SOURCE), str(BUILD), str(self.folder), "project_", "-Wall", "-fsanitize"):
+                for word in (str(SOURCE), str(BUILD), str(self.folder), "pellux_warnings",
+                             "pellux_sanitizers", "pellux_build_paths", "-Wall", "-fsanitize"):
                     self.assertFalse(word in text, f"{file.name} names {word}")
 
         # Not "after": jsoncpp's own package can't be loaded a second time.
@@ -126,15 +135,27 @@ class PackageTest(unittest.TestCase):
         targets = self.run_command(self.cache["CMAKE_COMMAND"], "--build", build, "--target", "help")
         self.assertNotIn("_tests", targets)
 
+    def test_other_platforms(self):
+        result = subprocess.run(
+            [self.cache["CMAKE_COMMAND"], "-S", SOURCE, "-B", self.folder / "build", "-G", self.cache["CMAKE_GENERATOR"],
+             "-DCMAKE_SYSTEM_NAME=FreeBSD", f"-DCMAKE_CXX_COMPILER={self.cache['CMAKE_CXX_COMPILER']}"],
+            capture_output=True, text=True, check=False)
+        self.assertNotEqual(result.returncode, 0)
+        self.assertIn("Pellux is made for Linux and macOS, not for FreeBSD", " ".join(result.stderr.split()))
+
     def test_runtime_component(self):
         prefix = self.install("--component", "runtime")
-        bundle = BUILD / "Pellux.app"
-        self.assertEqual(files_below(prefix / "Pellux.app"), files_below(bundle))
-        self.assertTrue({"Contents/MacOS/launcher", "Contents/Resources/qz3api.ini"} <= files_below(bundle))
-        others = {file for file in files_below(prefix) if not file.startswith(("Pellux.app/", "share/man/"))}
+        name, programs = read_bundle()
+        bundle = files_below(BUILD / name)
+        self.assertEqual(files_below(prefix / name), bundle)
+        libraries = {file for file in bundle if re.fullmatch(r"Contents/Frameworks/liblogger\.(so|dylib)", file)}
+        self.assertEqual(len(libraries), 1)
+        expected = {f"Contents/MacOS/{program}" for program in programs} | {"Contents/Resources/qz3api.ini"} | libraries
+        self.assertEqual(bundle, expected)
+        others = {file for file in files_below(prefix) if not file.startswith((f"{name}/", "share/man/"))}
         self.assertEqual(others, set(), "besides the bundle and manual pages")
         # It finds its logging library below its new place: the dynamic linker would end it with another status.
-        self.run_command(prefix / "Pellux.app" / "Contents" / "MacOS" / "launcher")
+        self.run_command(prefix / name / "Contents" / "MacOS" / "launcher")
 
 
 if __name__ == "__main__":

@@ -40,11 +40,10 @@ static std::string UniqueSdkName() {
 
 Bundle::Bundle(Logger which) : sdk_name(UniqueSdkName()) {
   static const SharedHomeFolders home_folders;
-  fs::copy(BUILT_BUNDLE, temp.path() + "/Pellux.app", fs::copy_options::recursive);
-  const std::string contents = temp.path() + "/Pellux.app/Contents";
-  WriteFile(contents + "/Resources/qz3api.ini", "[SDK]\nNAME=" + sdk_name + "\n");
+  fs::copy(BUILT_BUNDLE, path(), fs::copy_options::recursive);
+  WriteFile(sdk_file(), "[SDK]\nNAME=" + sdk_name + "\n");
   if (which == Logger::kRecording) {
-    const std::string library = contents + "/Frameworks/" + fs::path(LIBLOGGER).filename().string();
+    const std::string library = path() + "/Contents/Frameworks/" + fs::path(LIBLOGGER).filename().string();
     fs::copy_file(RECORDING_LIBLOGGER, library, fs::copy_options::overwrite_existing);
   }
 }
@@ -64,6 +63,8 @@ std::string Bundle::WriteList(const std::string& text) const {
   WriteFile(PathOf("list.json"), text);
   return PathOf("list.json");
 }
+
+std::string Bundle::path() const { return PathOf(fs::path(BUILT_BUNDLE).filename().string()); }
 
 std::string Bundle::log_folder() const { return GetHomePath() + "/Library/Logs/" + sdk_name; }
 

@@ -24,7 +24,10 @@ class Bundle {
   // A path in the test's own folder.
   std::string PathOf(const std::string& name) const { return temp.path() + "/" + name; }
 
-  std::string launcher() const { return temp.path() + "/Pellux.app/Contents/MacOS/launcher"; }
+  std::string path() const;
+  std::string launcher() const { return path() + "/Contents/MacOS/launcher"; }
+  // The file in it that says the SDK name.
+  std::string sdk_file() const { return path() + "/Contents/Resources/qz3api.ini"; }
   std::string recording() const { return PathOf("recording"); }
   std::string log_folder() const;
   std::string settings_folder() const;

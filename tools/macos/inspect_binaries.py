@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Inspects the bundle for macOS, architecture by architecture, without running it: on Linux as on a Mac.
 
-    inspect_binaries.py [--sdk FOLDER] [--symbols FOLDER] [--skip-missing] BUNDLE
+    inspect_binaries.py --list FILE [--sdk FOLDER] [--symbols FOLDER] [--skip-missing] BUNDLE
 
---sdk names the folder in which usr/lib/libSystem.tbd lies; without it a Mac's own tools are asked. --symbols names a
+--list names the bundle.txt of a build folder, which says what programs the bundle has. --sdk names the folder in which usr/lib/libSystem.tbd lies; without it a Mac's own tools are asked. --symbols names a
 folder of debugging symbols, which are inspected for paths of this machine. Prints each fault as "file (architecture):
 message". Exit status: 0 without a fault, 1 with one, 2 when there is nothing to inspect, or 77 then with
 --skip-missing, which says that this is all right.
@@ -23,7 +23,8 @@ import macho
 
 MINIMUM_VERSIONS = {"arm64": "11.0", "x86_64": "10.15"}
 
-LAUNCHER = "Contents/MacOS/launcher"
+PROGRAMS = "Contents/MacOS/"
+LAUNCHER = PROGRAMS + "launcher"
 LIBLOGGER = "Contents/Frameworks/liblogger.dylib"
 SETTINGS = "Contents/Resources/qz3api.ini"
 IDENTITY = "@rpath/liblogger.dylib"
@@ -52,14 +53,23 @@ def paths_of_this_machine(data):
     return sorted({match.decode() for pattern in patterns + PATHS_OF_MACHINES for match in re.findall(pattern, data)})
 
 
+def programs_in_list(path):
+    """The places in the bundle of the programs that a build folder's bundle.txt names."""
+    with open(path, encoding="utf-8") as file:
+        values = dict(line.rstrip("\n").split("=", 1) for line in file)
+    return [PROGRAMS + name for name in values["programs"].split()]
+
+
 def image_faults(relative, image, stubs):
-    """What is wrong with one architecture's image of the launcher or of liblogger."""
-    is_launcher = relative == LAUNCHER
+    """What is wrong with one architecture's image of a program or of liblogger."""
+    is_program = relative != LIBLOGGER
+    # The others may use the logging library, too.
+    needs_liblogger = relative == LAUNCHER
     expected = [
-        ("kind", image.kind, macho.EXECUTABLE if is_launcher else macho.DYLIB),
+        ("kind", image.kind, macho.EXECUTABLE if is_program else macho.DYLIB),
         ("minimum version", image.minimum_versions(), [MINIMUM_VERSIONS.get(image.architecture)]),
-        ("run paths", image.run_paths(), ["@executable_path/../Frameworks"] if is_launcher else []),
-        ("exports", sorted(image.exports()), ["__mh_execute_header"] if is_launcher else sorted(LOGGER_FUNCTIONS)),
+        ("run paths", image.run_paths(), ["@executable_path/../Frameworks"] if is_program else []),
+        ("exports", sorted(image.exports()), ["__mh_execute_header"] if is_program else sorted(LOGGER_FUNCTIONS)),
         ("settings for the loader", image.has_command(macho.LC_DYLD_ENVIRONMENT), False),
     ]
     for what, found, wanted in expected:
@@ -67,16 +77,17 @@ def image_faults(relative, image, stubs):
             yield f"{what}: {found} instead of {wanted}"
 
     identity = image.identity()
-    if (identity and (identity[0], identity[2])) != (None if is_launcher else (IDENTITY, "1.0")):
+    if (identity and (identity[0], identity[2])) != (None if is_program else (IDENTITY, "1.0")):
         yield f"name of the library: {identity}"
 
-    own = {IDENTITY} if is_launcher else set()
     libraries = set(image.libraries())
-    if not own <= libraries <= own | SYSTEM_LIBRARIES:
+    needed, allowed = ({IDENTITY} if wanted else set() for wanted in (needs_liblogger, is_program))
+    if not needed <= libraries <= allowed | SYSTEM_LIBRARIES:
         yield f"libraries: {sorted(libraries)}"
     imports = image.imports()
     from_liblogger = {symbol for place, symbol in imports if place == IDENTITY}
-    if from_liblogger != (LOGGER_FUNCTIONS if is_launcher else set()):
+    needed, allowed = (LOGGER_FUNCTIONS if wanted else set() for wanted in (needs_liblogger, is_program))
+    if not needed <= from_liblogger <= allowed:
         yield f"imports from liblogger: {sorted(from_liblogger)}"
     yield from import_faults(imports, image.architecture, stubs)
 
@@ -129,23 +140,23 @@ def files_below(folder):
             yield os.path.relpath(os.path.join(parent, name), folder)
 
 
-def bundle_faults(bundle, stubs):
+def bundle_faults(bundle, stubs, programs):
     """Everything that is wrong with the bundle, as texts."""
-    for relative in (LAUNCHER, LIBLOGGER):
+    for relative in (*programs, LIBLOGGER):
         yield from file_faults(bundle, relative, stubs)
     # What a signature of the whole bundle adds is part of the application's own.
-    found, expected = sorted(files_below(bundle)), sorted([LAUNCHER, LIBLOGGER, SETTINGS])
+    found, expected = sorted(files_below(bundle)), sorted([*programs, LIBLOGGER, SETTINGS])
     if found != expected:
         yield f"files: {found} instead of {expected}"
 
 
-def symbols_faults(bundle, folder):
+def symbols_faults(bundle, folder, programs):
     """What is wrong with debugging symbols: paths of this machine, or that they belong to other binaries."""
     for relative in sorted(files_below(folder)):
         with open(os.path.join(folder, relative), "rb") as file:
             for found in paths_of_this_machine(file.read()):
                 yield f"{relative}: a path of the machine that built it: {found}"
-    for relative in (LAUNCHER, LIBLOGGER):
+    for relative in (*programs, LIBLOGGER):
         name = os.path.basename(relative)
         symbols = os.path.join(folder, f"{name}.dSYM/Contents/Resources/DWARF", name)
         try:
@@ -172,6 +183,7 @@ def sdk_at_hand():
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("bundle")
+    parser.add_argument("--list", required=True)
     parser.add_argument("--sdk")
     parser.add_argument("--symbols")
     parser.add_argument("--skip-missing", action="store_true")
@@ -188,15 +200,17 @@ def main():
         return 77 if arguments.skip_missing else 2
 
     stubs = macho.StubLibraries(sdk)
-    faults = list(bundle_faults(arguments.bundle, stubs))
+    programs = programs_in_list(arguments.list)
+    faults = list(bundle_faults(arguments.bundle, stubs, programs))
     if arguments.symbols:
-        faults += symbols_faults(arguments.bundle, arguments.symbols)
+        faults += symbols_faults(arguments.bundle, arguments.symbols, programs)
     for fault in faults:
         print(fault)
     if faults:
         print(f"{len(faults)} faults. (Is {arguments.bundle} as new as the sources? If not, build it again.)")
         return 1
-    print(f"No fault in {arguments.bundle}: launcher and liblogger for {' and '.join(MINIMUM_VERSIONS)}")
+    names = ", ".join(os.path.basename(path) for path in programs)
+    print(f"No fault in {arguments.bundle}: {names} and liblogger for {' and '.join(MINIMUM_VERSIONS)}")
     return 0
 
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Spoils copies of the bundle for macOS, in one way and for one architecture at a time, and has each inspected.
 
-    inspect_binaries_test.py SDK SYMBOLS BUNDLE
+    inspect_binaries_test.py SDK SYMBOLS LIST BUNDLE
 
 Exit status: 0 when every fault was found, 1 when one was not, 77 when there is no bundle to spoil.
 """
@@ -22,7 +22,7 @@ import inspect_binaries
 import macho
 from inspect_binaries import LAUNCHER, LIBLOGGER, SETTINGS
 
-SDK = SYMBOLS = BUNDLE = None
+SDK = SYMBOLS = LIST = BUNDLE = None
 
 
 def replace(old, new):
@@ -119,6 +119,7 @@ class SpoiltBundle(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         cls.stubs = macho.StubLibraries(SDK)
+        cls.programs = inspect_binaries.programs_in_list(LIST)
 
     def setUp(self):
         self.folder = tempfile.TemporaryDirectory()
@@ -127,14 +128,14 @@ class SpoiltBundle(unittest.TestCase):
 
     def copy(self):
         shutil.rmtree(self.path(""), ignore_errors=True)
-        shutil.copytree(BUNDLE, self.path("Pellux.app"))
+        shutil.copytree(BUNDLE, self.path("bundle"))
         shutil.copytree(SYMBOLS, self.path("symbols"))
 
     def path(self, relative):
         return os.path.join(self.folder.name, "copy", relative)
 
     def in_bundle(self, relative):
-        return self.path(os.path.join("Pellux.app", relative))
+        return self.path(os.path.join("bundle", relative))
 
     def change_image(self, path, architecture, change):
         with open(path, "rb") as file:
@@ -148,10 +149,10 @@ class SpoiltBundle(unittest.TestCase):
             file.write(data[:start] + changed + data[start + len(image) :])
 
     def faults(self):
-        return list(inspect_binaries.bundle_faults(self.path("Pellux.app"), self.stubs))
+        return list(inspect_binaries.bundle_faults(self.path("bundle"), self.stubs, self.programs))
 
     def faults_of_symbols(self):
-        return list(inspect_binaries.symbols_faults(self.path("Pellux.app"), self.path("symbols")))
+        return list(inspect_binaries.symbols_faults(self.path("bundle"), self.path("symbols"), self.programs))
 
     def assert_fault(self, part, faults):
         self.assertTrue(any(part in fault for fault in faults), f"{part!r} is not in {faults}")
@@ -213,7 +214,7 @@ class SpoiltBundle(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    SDK, SYMBOLS, BUNDLE = sys.argv[1:4]
+    SDK, SYMBOLS, LIST, BUNDLE = sys.argv[1:5]
     for needed in (SDK, SYMBOLS, BUNDLE):
         if not os.path.isdir(needed):
             print(f"Skipped: there is no {needed}; scripts/macos-build makes it")
