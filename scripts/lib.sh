@@ -40,14 +40,15 @@ install_homebrew() {
 # What a build needs, tests included.
 install_build_tools() {
   if is_mac; then
-    install_homebrew cmake ninja googletest # jsoncpp is compiled along.
+    install_homebrew cmake ninja googletest cli11 # jsoncpp is compiled along.
   elif command -v apt-get >/dev/null; then
-    install_debian g++ cmake ninja-build libjsoncpp-dev uuid-dev libgtest-dev locales mandoc python3 python3-jsonschema
+    install_debian g++ cmake ninja-build libjsoncpp-dev uuid-dev libgtest-dev libcli11-dev locales mandoc \
+      python3 python3-jsonschema
   else
     local tool
     for tool in g++ cmake ninja; do
       command -v "$tool" >/dev/null || fail "$tool is missing, and this system is neither Debian nor a Mac." \
-        "Needed: g++, cmake 3.25 or newer, ninja, jsoncpp 1.9.5, libuuid, googletest (with their headers)"
+        "Needed: g++, cmake 3.25 or newer, ninja, jsoncpp 1.9.5, libuuid, googletest, CLI11 (with their headers)"
     done
   fi
 }

@@ -1,0 +1,100 @@
+// launcherctl: shows what the launcher is doing, and why a program does not run. It reads the launch list, the settings
+// files, the log and the process table, and changes none of them; `stop` alone acts.
+//
+// Here is the command line; a verb is a file each.
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <csignal>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "launcherctl/exit_status.h"
+#include "launcherctl/explain_verb.h"
+#include "launcherctl/output.h"
+
+static constexpr const char* kSummary =
+    "Shows what the launcher is doing, and why a program does not run.\n"
+    "Changes nothing; only `stop` acts.";
+static constexpr const char* kExitStatuses =
+    "Exit status: 0 all is well, 1 something was found that needs a person, 2 not answered, 3 no launcher runs.\n"
+    "launcherctl VERB --help tells more; launcherctl(8) tells all.";
+
+// What a verb's option parser fills in, and what is called when that verb was asked for.
+struct CommandLine {
+  CLI::App app{kSummary, "launcherctl"};
+  bool json = false;
+  std::function<int(Output&)> run;
+
+  CLI::App* AddVerb(const std::string& name, const std::string& summary) {
+    CLI::App* const verb = app.add_subcommand(name, summary);
+    verb->add_flag("--json", json, "One JSON object on standard output");
+    return verb;
+  }
+};
+
+// CLI11 takes "-1" for an option, also behind other arguments and "--". This mark in front hides that from it.
+static constexpr char kHiddenMinus = '\x01';
+
+static void HideNegativeNumbers(std::vector<std::string>& arguments) {
+  for (std::string& argument : arguments) {
+    if (argument.size() > 1 && argument[0] == '-' && argument[1] >= '0' && argument[1] <= '9') {
+      argument.insert(argument.begin(), kHiddenMinus);
+    }
+  }
+}
+
+static std::vector<std::string> WithoutMarks(std::vector<std::string> arguments) {
+  for (std::string& argument : arguments) {
+    if (!argument.empty() && argument[0] == kHiddenMinus) argument.erase(0, 1);
+  }
+  return arguments;
+}
+
+static void AddExplain(CommandLine& line) {
+  static std::vector<std::string> statuses;
+  CLI::App* const verb = line.AddVerb("explain", "Raw wait statuses in words: 768 is exit status 3");
+  verb->add_option("STATUS", statuses, "The number behind \"status = \" in a log line")->required();
+  verb->callback([&line] { line.run = [](Output& out) { return RunExplain(WithoutMarks(statuses), out); }; });
+}
+
+// The first files that are opened would become a closed standard stream, and the answer would go into one of them.
+static void KeepStandardStreamsTaken() {
+  for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
+    // Not for writing: what can't be written must not count as written.
+    if (fcntl(descriptor, F_GETFD) < 0) (void)open("/dev/null", O_RDONLY);
+  }
+}
+
+int main(int argc, char** argv) {
+  (void)signal(SIGPIPE, SIG_IGN);  // `Output` tells a reader that has gone from a full disk.
+  KeepStandardStreamsTaken();
+  Output out;
+  CommandLine line;
+  line.app.set_version_flag("--version", "launcherctl " PELLUX_VERSION);
+  line.app.footer(kExitStatuses);
+  line.app.require_subcommand(1);
+  AddExplain(line);
+
+  std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
+  HideNegativeNumbers(arguments);
+  int exit_status = kAllIsWell;
+  try {
+    std::reverse(arguments.begin(), arguments.end());  // CLI11 takes them from the end.
+    line.app.parse(arguments);
+    out.json = line.json;
+    exit_status = line.run(out);
+  } catch (const CLI::CallForHelp&) {
+    out.Write(line.app.help());
+  } catch (const CLI::CallForVersion& version) {
+    out.Write(std::string(version.what()) + "\n");
+  } catch (const CLI::ParseError& error) {
+    out.Error(error.what());
+    exit_status = kNotAnswered;
+  }
+  (void)out.Flush(exit_status);
+  return exit_status;
+}
