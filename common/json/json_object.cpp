@@ -4,10 +4,9 @@
 #include <json/writer.h>
 
 #include <cstdint>
-#include <regex>
+#include <cstring>
 #include <utility>
 
-#include "common/strings/split.h"
 #include "common/strings/trim.h"
 #include "common/strings/utf8.h"
 
@@ -15,15 +14,19 @@
 // machines were written with.
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
-// Returns the value that `path` names below `start`, or null when a member is missing.
+// Returns the value that `path` names below `start`, or null when a member is missing. Allocates nothing.
 static Json::Value* FindValue(Json::Value* start, const char* path) {
+  constexpr const char* kSeparator = "/";
   Json::Value* current = start;
-  for (const std::string& member : split(path, std::regex("/"))) {
-    if (member.empty()) continue;
-    if (!current->isMember(member)) return nullptr;
-    current = &(*current)[member];
+  while (true) {
+    path += strspn(path, kSeparator);
+    if (*path == '\0') return current;
+    const char* const end = path + strcspn(path, kSeparator);
+    // The library looks a member up once only where it is const. The value itself is not.
+    current = const_cast<Json::Value*>(current->find(path, end));
+    if (current == nullptr) return nullptr;
+    path = end;
   }
-  return current;
 }
 
 // Writes with a writer of its own, whose text ends in a line feed.
