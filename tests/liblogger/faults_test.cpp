@@ -6,10 +6,6 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#if defined(__linux__)
-#include <sched.h>
-#include <sys/mount.h>
-#endif
 
 #include <cerrno>
 #include <cstdio>
@@ -21,19 +17,6 @@ using Messages = std::vector<std::string>;
 
 // A child's result on a machine that can't provide what the test needs.
 static constexpr int kNotHere = 77;
-
-// Mounts a file system of `bytes` on `folder` that only the calling process sees.
-static bool MountSmallDisk(const std::filesystem::path& folder, const char* bytes) {
-#if defined(__linux__)
-  if (unshare(CLONE_NEWNS) != 0 && unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) return false;
-  if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) return false;
-  return mount("tmpfs", folder.c_str(), "tmpfs", 0, (std::string("size=") + bytes).c_str()) == 0;
-#else
-  (void)folder;
-  (void)bytes;
-  return false;
-#endif
-}
 
 // Fills the disk that `file` is on, to the last byte that `file` itself can take.
 static void FillDisk(const std::filesystem::path& file) {

@@ -40,6 +40,12 @@ int WaitForChild(pid_t child);
 // The numbers of the open descriptors.
 std::vector<int> OpenDescriptors();
 
+// Mounts a file system of `bytes` on `folder` that only the calling process sees; false where that can't be done.
+bool MountSmallDisk(const std::filesystem::path& folder, const char* bytes);
+
+// Whether the first thread of a process has its number.
+extern const bool kFirstThreadHasProcessNumber;
+
 // How much smaller stress tests are in a build with sanitizers.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 static constexpr int kStressDivisor = 10;

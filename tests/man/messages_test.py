@@ -4,34 +4,37 @@ that it does not write.
 
 import pathlib
 import re
+import sys
 import unittest
 
-TOP = pathlib.Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
+sys.dont_write_bytecode = True  # Nothing is to lie beside the sources.
+
+from source_tree import NOT_THE_LAUNCHER, read, shipped_sources
 
 
 def logged():
     """The formats of the log calls in everything that the launcher is made of."""
     formats = set()
-    for folder in ("launcher", "common"):
-        for path in (TOP / folder).rglob("*.cpp"):
-            text = path.read_text(encoding="utf-8")
-            calls = re.findall(r"\b__LOG__A\(\s*logger,\s*LOGLEVEL_(\w+),\s*\"((?:[^\"\\]|\\.)*)\"", text)
-            # A call of another form would go unseen.
-            assert len(calls) == len(re.findall(r"\b__LOG__A\(", text)), f"{path}: a log call that this test can't read"
-            formats.update(calls)
+    for path in shipped_sources(without=NOT_THE_LAUNCHER):
+        if path.suffix != ".cpp":
+            continue
+        text = path.read_text(encoding="utf-8")
+        calls = re.findall(r"\b__LOG__A\(\s*logger,\s*LOGLEVEL_(\w+),\s*\"((?:[^\"\\]|\\.)*)\"", text)
+        # A call of another form would go unseen.
+        assert len(calls) == len(re.findall(r"\b__LOG__A\(", text)), f"{path}: a log call that this test can't read"
+        formats.update(calls)
     return formats
 
 
 def system_logged():
-    text = (TOP / "launcher" / "main.cpp").read_text(encoding="utf-8")
-    text += (TOP / "launcher" / "event_log.cpp").read_text(encoding="utf-8")
+    text = "".join(path.read_text(encoding="utf-8") for path in shipped_sources(without=NOT_THE_LAUNCHER))
     calls = re.findall(r"\bWriteEvent\(\"([^\"]*)\"( \+ name)?, LOG_ERR, \"([^\"]*)\"\)", text)
     return {f"{source}{'%s' if name else ''} : {message}" for source, name, message in calls}
 
 
 def explained():
-    page = (TOP / "man" / "launcher.8").read_text(encoding="utf-8")
-    diagnostics = re.search(r"^\.Sh DIAGNOSTICS$(.*?)^\.Sh ", page, re.M | re.S)[1]
+    diagnostics = re.search(r"^\.Sh DIAGNOSTICS$(.*?)^\.Sh ", read("man/launcher.8"), re.M | re.S)[1]
     return set(re.findall(r"^\.It \"(.*)\"$", diagnostics, re.M))
 
 
