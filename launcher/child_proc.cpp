@@ -1,10 +1,6 @@
 #include "launcher/child_proc.h"
 
-#include <alloca.h>
-#include <pthread.h>
 #include <signal.h>
-#include <stdlib.h>
-#include <string.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,85 +10,13 @@
 
 #include "common/logging/log.h"
 #include "common/system/process.h"
+#include "launcher/argument_vector.h"
+#include "launcher/forked_child.h"
+#include "launcher/sigterm_mask.h"
 
 // This file lives under fork's rule: in the forked child only the forking thread exists, and a lock that another thread
 // held stays locked for ever. So nothing after `fork` initialises a function-local static, uses stdio or asks for the
 // time zone; the heap and the logger are made for forks.
-
-// --- What a program is to find as this process found it. Taken before `main`, and constant from then on.
-
-static sigset_t CurrentSignalMask() {
-  sigset_t mask;
-  (void)pthread_sigmask(SIG_SETMASK, nullptr, &mask);
-  return mask;
-}
-
-static const sigset_t g_initial_signal_mask = CurrentSignalMask();
-
-// --- How many arguments fit the array on the supervising thread's stack.
-
-static size_t MostArguments() {
-  constexpr size_t kSmallestThreadStack = size_t{512} * 1024;
-  size_t stack_bytes = kSmallestThreadStack;
-  pthread_attr_t defaults;
-  if (pthread_attr_init(&defaults) == 0) {
-    (void)pthread_attr_getstacksize(&defaults, &stack_bytes);
-    (void)pthread_attr_destroy(&defaults);
-  }
-  return stack_bytes / 4 / sizeof(char*);
-}
-
-static const size_t g_most_arguments = MostArguments();
-
-// --- The end of a forked child.
-//
-// When the loop ends in a forked child, its thread function returns, and as that was the child's last thread, the C
-// library calls `exit(0)`. Static destruction must not happen there: the child's copy of `g_child_map` would send
-// SIGKILL to its siblings and, by its own entry's stored 0, to the launcher's whole process group; and the copy of a
-// condition variable that `main` waits on would never be destroyed. So whoever constructs a supervisor has this
-// handler, registered after every global's destructor and so called before them, end the child instead.
-
-static bool g_is_forked_child = false;
-
-static void EndForkedChildBeforeStaticDestruction() {
-  if (g_is_forked_child) _exit(0);
-}
-
-static void RegisterEndOfForkedChildren() {
-  static const int registered = atexit(&EndForkedChildBeforeStaticDestruction);
-  (void)registered;  // It can't fail for the first 32 handlers.
-}
-
-// --- Signals
-
-// Blocks SIGTERM on the constructing thread while it exists, so that a thread created meanwhile is born with it
-// blocked. The handler joins the supervising threads; it must not run on one of them.
-class SigtermBlocked {
- public:
-  SigtermBlocked() {
-    sigset_t sigterm;
-    (void)sigemptyset(&sigterm);
-    (void)sigaddset(&sigterm, SIGTERM);
-    (void)pthread_sigmask(SIG_BLOCK, &sigterm, &previous);
-  }
-  ~SigtermBlocked() { (void)pthread_sigmask(SIG_SETMASK, &previous, nullptr); }
-  SigtermBlocked(const SigtermBlocked&) = delete;
-  SigtermBlocked& operator=(const SigtermBlocked&) = delete;
-
- private:
-  sigset_t previous;
-};
-
-// The child's first act. The order matters: until SIGTERM has its default action, it must stay blocked, or the
-// launcher's handler would run in the child and kill the siblings.
-static void LeaveTheLaunchersSignalsBehind() {
-  (void)signal(SIGTERM, SIG_DFL);
-  for (int number = 1; number < NSIG; ++number) (void)signal(number, SIG_DFL);
-  (void)pthread_sigmask(SIG_SETMASK, &g_initial_signal_mask, nullptr);
-  g_is_forked_child = true;
-}
-
-// --- The supervisor
 
 ChildProc::ChildProc(std::string launcher, JsonObject supervised_item) {
   item = supervised_item;  // An owning document holding null takes a deep copy, even of a view.
@@ -100,6 +24,7 @@ ChildProc::ChildProc(std::string launcher, JsonObject supervised_item) {
   name = std::string(item["name"]);
   RegisterEndOfForkedChildren();
   try {
+    // The handler joins the supervising threads; it must not run on one of them.
     const SigtermBlocked born_with_sigterm_blocked;
     thread = std::make_shared<std::thread>([this] { Supervise(); });
   } catch (const std::system_error& error) {
@@ -116,8 +41,9 @@ ChildProc::~ChildProc() {
   if (thread != nullptr && thread->joinable()) thread->join();
 }
 
-// The flag is cleared before the pid is read; a supervisor writes its pid before it reads the flag again. With a fence
-// on both sides one of the two sees the other's: a child that is being forked during a stop is killed by either.
+// A stop and a fork may happen at once; no child must survive both. This side clears the flag and then reads the pid,
+// the supervisor writes the pid and then reads the flag, and each has a fence in between: so at least one of the two
+// knows of the other, and kills the child.
 int ChildProc::Stop() {
   running = false;
   std::atomic_thread_fence(std::memory_order_seq_cst);
@@ -127,7 +53,7 @@ int ChildProc::Stop() {
 void ChildProc::Supervise() {
   const pid_t launcher_pid = getpid();
   for (int run = 1; running; ++run) {
-    const std::string program = item["program"];
+    std::string program = item["program"];
     __LOG__A(logger, LOGLEVEL_DEBUG, "[LAUNCHER  ] Start to fork %s", name.c_str());
     pid = fork();
     if (pid < 0) {
@@ -135,7 +61,7 @@ void ChildProc::Supervise() {
       break;
     }
     if (pid == 0) {
-      LeaveTheLaunchersSignalsBehind();
+      BeginForkedChild();
       if (program.empty()) {
         __LOG__A(logger, LOGLEVEL_ERROR, "[LAUNCHER  ] program path of %s is empty", name.c_str());
         break;
@@ -147,14 +73,13 @@ void ChildProc::Supervise() {
     std::this_thread::sleep_for(std::chrono::seconds(run));
     if (RunsOnce()) break;
     // A second supervisor has nobody to stop it, so it ends when the launcher has.
-    if (g_is_forked_child && !IsRunningPID(launcher_pid)) break;
+    if (IsForkedChild() && !IsRunningPID(launcher_pid)) break;
   }
   running = false;
 }
 
 void ChildProc::WaitAndLogEnd() {
-  // A stop between the look at `running` and the return of `fork` has signalled the child before this one; the other
-  // side of this fence is in `Stop`.
+  // The other side of this fence is in `Stop`, which may have signalled the child before this one.
   std::atomic_thread_fence(std::memory_order_seq_cst);
   if (!running) (void)kill(pid, SIGKILL);
 
@@ -166,24 +91,8 @@ void ChildProc::WaitAndLogEnd() {
 
 // Runs in the forked child.
 void ChildProc::Execute(std::string program) {
-  size_t entries = 1;  // argv[0], and the arguments after it.
-  if (item.HasObject("argc")) {
-    const int arguments = item["argc"];
-    if (arguments > 0) entries += static_cast<size_t>(arguments);
-  }
-  if (entries > g_most_arguments) return;
-
-  char** const argv = static_cast<char**>(alloca((entries + 1) * sizeof(char*)));
-  argv[0] = program.data();
-  for (size_t i = 1; i < entries; ++i) {
-    const std::string argument = item["args"][std::to_string(i - 1).c_str()];
-    argv[i] = strdup(argument.c_str());
-  }
-  argv[entries] = nullptr;
-  // NOLINTNEXTLINE(clang-analyzer-unix.Malloc): the texts are freed below, through the array.
-  (void)execv(program.c_str(), argv);
-
-  for (size_t i = 1; i < entries; ++i) free(argv[i]);
+  const ArgumentVector arguments(program, item);
+  if (arguments.argv() != nullptr) (void)execv(program.c_str(), arguments.argv());
 }
 
 bool ChildProc::RunsOnce() { return item.HasObject("run_once") && static_cast<bool>(item["run_once"]); }

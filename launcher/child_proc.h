@@ -19,15 +19,18 @@
 //   "args"      the arguments, keyed "0", "1", ... (a missing one is passed as "")
 //   "run_once"  true: not started again after its first end (false)
 //
-// A program gets the signal mask that this process was started with, the default action for every signal, and none of
-// this process's descriptors. It is started again after every end, whatever its exit status; the pauses are 1, 2, 3,
-// ... seconds, without a limit, and a long healthy run does not reset them.
+// A program finds its signals as this process found them: the signal mask, and which signals are ignored. Only SIGTERM,
+// which this process handles, has its default action always. The descriptors that this process was started with are
+// open in the program too, except for 0, 1 and 2; what this process opens itself is not.
+//
+// A program is started again after every end, whatever its exit status; the pauses are 1, 2, 3, ... seconds, without a
+// limit, and a long healthy run does not reset them.
 //
 // Odd on purpose:
 // - A forked child whose `execv` fails does not exit but goes on as a second supervisor of the same item: it pauses,
 //   forks and waits like the first, and its own child may do the same. When the process that constructed the supervisor
-//   is gone, the chain ends from its last to its first, each after its pause. More arguments than fit a quarter of a
-//   thread's stack count as a failed `execv`.
+//   is gone, the chain ends from its last to its first, each after its pause. More arguments than any system passes, or
+//   than there is memory for, count as a failed `execv`.
 // - An item without a program is noticed in the forked child, which logs it and ends with exit status 0.
 // - The stored process id goes to `kill` untested: a supervisor whose last fork failed sends SIGKILL to -1, every
 //   process that the user may signal.

@@ -1,8 +1,8 @@
 // The process-wide state of the daemon, its set-up and its one orderly end.
 //
 // The globals are guarded by no lock, on purpose: the map is filled on the main thread, and emptied by the signal
-// handler on the same thread. A SIGTERM during start-up empties what is there already, unguarded, and wakes nobody; the
-// next one ends the process.
+// handler on the same thread, which SIGTERM interrupts only between two items and in its wait (sigterm_mask.h). A
+// SIGTERM during start-up stops what has been started by then and wakes nobody; the next one ends the process.
 #pragma once
 
 #include <condition_variable>
@@ -29,6 +29,9 @@ void InitDaemon();
 // Handles SIGTERM (any other signal is ignored): empties `g_child_map`, one supervisor after another, which kills each
 // child and joins each thread and so takes the sum of their current pauses, then wakes `main`.
 //
-// None of that is async-signal-safe. It works because SIGTERM is blocked on every thread but the main one, and the main
-// one is waiting. It is the daemon's only way to end; a second SIGTERM finds an empty map and only notifies.
+// None of that is async-signal-safe. It works because SIGTERM is blocked on every thread but the main one, and on that
+// one as well from the first item on, except between two items and while it waits: it holds no lock then, and is not in
+// the middle of an allocation. Before the first item the map is empty, and emptying it frees nothing.
+//
+// It is the daemon's only way to end; a second SIGTERM finds an empty map and only notifies.
 void sigterm_handler(int signal_number);

@@ -4,12 +4,14 @@
 #include <string.h>
 
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "common/json/json_object.h"
 #include "common/logging/log.h"
 #include "launcher/child_proc.h"
 #include "launcher/daemon.h"
+#include "launcher/sigterm_mask.h"
 
 bool ReadData(std::string path, std::string& text) {
   std::unique_ptr<FILE, int (*)(FILE*)> file(fopen(path.c_str(), "rb"), &fclose);
@@ -47,7 +49,10 @@ void StartChildren(const std::string& launcher_name, const std::string& text) {
       continue;
     }
     const std::string name = item.GetObject("name");
+    auto child = std::make_shared<ChildProc>(launcher_name, item);
+    // A SIGTERM that has come meanwhile stops those in the map. This one is not there yet, and stays.
+    MeetSigterm();
     // The new supervisor runs before the assignment stops the one that it replaces.
-    g_child_map[name] = std::make_shared<ChildProc>(launcher_name, item);
+    g_child_map[name] = std::move(child);
   }
 }

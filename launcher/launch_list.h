@@ -17,6 +17,9 @@ bool ReadData(std::string path, std::string& text);
 // whose name is taken replaces the earlier one, which is stopped after the new one has started. An item without a name
 // is logged and skipped.
 //
+// Called with SIGTERM blocked, so that its handler does not interrupt an allocation, it handles one that has come each
+// time a supervisor has been started, just before that one enters the map.
+//
 // Throws an `AERROR` for a text that is no JSON, and what the JSON library and `ChildProc` throw. Supervisors that were
 // started before stay.
 void StartChildren(const std::string& launcher_name, const std::string& text);

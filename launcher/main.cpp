@@ -12,12 +12,14 @@
 #include "launcher/daemon.h"
 #include "launcher/event_log.h"
 #include "launcher/launch_list.h"
+#include "launcher/sigterm_mask.h"
 
 static constexpr int kFailure = 0;
 static constexpr int kOrderlyEnd = 1;
 
 static void WaitForSigterm() {
   std::unique_lock<std::mutex> lock(g_process_mutex);
+  const SigtermAdmitted now;
   g_process_condition.wait(lock);  // Once: any wake-up ends the daemon.
 }
 
@@ -39,6 +41,9 @@ static int Run(int argc, char** argv) {
   }
   InitLog(name);
 
+  // From here on there is something to stop, so SIGTERM may interrupt this thread only where it holds nothing that the
+  // handler needs: between two items, and in the wait.
+  BlockSigterm();
   try {
     StartChildren(name, text);
   } catch (...) {

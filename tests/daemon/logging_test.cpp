@@ -15,17 +15,19 @@
 #include "tests/support/test_process.h"
 #include "tests/support/wait_until.h"
 
-TEST(SystemLog, GetsOneLineForWrongParameters) {
+TEST(SystemLog, GetsOneLineForNoneOrOneArgument) {
   if (!LibrariesReplaceSystemFunctions()) GTEST_SKIP() << "here the launcher finds syslog in the system's library only";
-  const Bundle bundle(Bundle::Logger::kRecording);
-  LauncherProcess launcher(bundle, std::vector<std::string>{"agent"});
-  EXPECT_EQ(launcher.ExitStatus(), 0);
-  const auto calls = ReadRecording(bundle.recording());
-  ASSERT_EQ(calls.size(), 1U);
-  EXPECT_EQ(calls[0].call, "syslog");
-  EXPECT_EQ(calls[0].number, 3);
-  EXPECT_EQ(calls[0].first, "Pellux Launcher : wrong parameters.");
-  EXPECT_EQ(calls[0].second, "closed");  // The standard streams go before the arguments are looked at.
+  for (const std::vector<std::string>& arguments : {std::vector<std::string>{}, std::vector<std::string>{"agent"}}) {
+    const Bundle bundle(Bundle::Logger::kRecording);
+    LauncherProcess launcher(bundle, arguments);
+    EXPECT_EQ(launcher.ExitStatus(), 0);
+    const auto calls = ReadRecording(bundle.recording());
+    ASSERT_EQ(calls.size(), 1U) << arguments.size();
+    EXPECT_EQ(calls[0].call, "syslog");
+    EXPECT_EQ(calls[0].number, 3);
+    EXPECT_EQ(calls[0].first, "Pellux Launcher : wrong parameters.");
+    EXPECT_EQ(calls[0].second, "closed");  // The standard streams go before the arguments are looked at.
+  }
 }
 
 TEST(SystemLog, GetsOneLineWhenTheLoggerDoesNotStartAndSupervisionGoesOn) {

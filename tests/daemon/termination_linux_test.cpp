@@ -52,6 +52,45 @@ TEST(Sigterm, DirectedAtASupervisorsThreadDoesNotReachTheHandlerThere) {
   EXPECT_EQ(launcher.Stop(), 1);
 }
 
+// The handler frees memory and joins threads, so it must not interrupt a thread that is in the middle of either.
+TEST(Sigterm, IsBlockedOnTheMainThreadWhileItStartsAChildAndNotInItsWait) {
+  const Bundle bundle(Bundle::Logger::kRecording);
+  LauncherProcess::Options options;
+  options.environment["RECORDING_FORK_DELAY_MS"] = "400";
+  LauncherProcess launcher(bundle, {"agent", bundle.WriteList(ListWithEndMark({SleepingItem("s0")}))}, options);
+  ASSERT_TRUE(WaitUntil([&] { return LoggedWith(bundle.recording(), "Start to fork s0").size() == 1; }));
+  const std::string status = "/proc/" + std::to_string(launcher.pid()) + "/status";  // The main thread's.
+  constexpr uint64_t kTerm = 1ULL << (SIGTERM - 1);
+  EXPECT_EQ(BlockedIn(ReadFile(status)) & kTerm, kTerm);
+  launcher.WaitUntilItWaits();
+  EXPECT_EQ(BlockedIn(ReadFile(status)) & kTerm, 0U);
+}
+
+// The mask of signals that have a handler.
+static uint64_t CaughtIn(const std::string& status) {
+  const std::string key = "SigCgt:\t";
+  return std::stoull(status.substr(status.find(key) + key.size(), 16), nullptr, 16);
+}
+
+// The logging library has one for SIGXFSZ, so that a record beyond the file size limit is lost and not its writer.
+TEST(SecondSupervisor, KeepsTheHandlersThatAreNotTheLaunchers) {
+  const Bundle bundle;
+  LauncherProcess launcher(bundle, bundle.WriteList(ListOf({Item("missing", "/nonexistent/program")})));
+  const std::string process = "/proc/" + std::to_string(launcher.pid());
+  std::string child;
+  ASSERT_TRUE(WaitUntil([&] {
+    for (const pid_t thread : ThreadsOf(launcher.pid())) {
+      child += ReadFile(process + "/task/" + std::to_string(thread) + "/children");
+    }
+    return !child.empty();
+  }));
+  const std::string status = "/proc/" + std::to_string(std::stoi(child)) + "/status";
+  constexpr uint64_t kTerm = 1ULL << (SIGTERM - 1);
+  // Its first act may be still to come.
+  EXPECT_TRUE(WaitUntil([&] { return (CaughtIn(ReadFile(status)) & kTerm) == 0; }));
+  EXPECT_NE(CaughtIn(ReadFile(status)) & (1ULL << (SIGXFSZ - 1)), 0U);
+}
+
 TEST(SecondSupervisor, HasTheDefaultActionForSigtermAndTheOldMask) {
   const Bundle bundle(Bundle::Logger::kRecording);
   LauncherProcess launcher(bundle, bundle.WriteList(ListOf({Item("missing", "/nonexistent/program")})));
@@ -59,7 +98,5 @@ TEST(SecondSupervisor, HasTheDefaultActionForSigtermAndTheOldMask) {
   const pid_t second = LoggedWith(bundle.recording(), "Start to fork missing")[1].process;
   const std::string status = ReadFile("/proc/" + std::to_string(second) + "/status");
   EXPECT_EQ(BlockedIn(status), 0U) << status;
-  const size_t caught = status.find("SigCgt:\t");
-  ASSERT_NE(caught, std::string::npos);
-  EXPECT_EQ(std::stoull(status.substr(caught + 8, 16), nullptr, 16) & (1ULL << (SIGTERM - 1)), 0U);
+  EXPECT_EQ(CaughtIn(status) & (1ULL << (SIGTERM - 1)), 0U);
 }

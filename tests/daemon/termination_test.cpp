@@ -61,6 +61,18 @@ TEST(Sigterm, WaitsForAPauseToRunOut) {
   EXPECT_EQ(CountLogged(bundle, "Start to fork"), 3U);
 }
 
+TEST(Sigterm, TakesUpToFourSecondsForAnItemInItsFourthPause) {
+  const Bundle bundle(Bundle::Logger::kRecording);
+  LauncherProcess launcher(bundle, bundle.WriteList(ListOf({ShellItem("crash", "exit 1")})));
+  ASSERT_TRUE(WaitUntil([&] { return CountLogged(bundle, "is killed") == 4; }));
+  const auto start = Clock::now();
+  EXPECT_EQ(launcher.Stop(), 1);
+  const auto taken = Clock::now() - start;
+  EXPECT_GE(taken, std::chrono::milliseconds(3500));
+  EXPECT_LT(taken, std::chrono::milliseconds(4900));
+  EXPECT_EQ(CountLogged(bundle, "Start to fork"), 4U);
+}
+
 TEST(Sigterm, TwiceInARowIsAsGoodAsOnce) {
   for (const int children : {0, 2}) {
     const Bundle bundle(Bundle::Logger::kRecording);

@@ -80,6 +80,8 @@ class Supervisor : public testing::Test {
  protected:
   Supervisor() {
     g_forks = 0;
+    const std::lock_guard<std::mutex> lock(g_kills_mutex);
+    g_kills.clear();
     logger = &log;
   }
   ~Supervisor() override {
@@ -220,6 +222,17 @@ TEST_F(Supervisor, DestructorWaitsForThePauseToRunOut) {
   child.reset();
   EXPECT_GE(Clock::now() - end, std::chrono::milliseconds(1900));
   EXPECT_EQ(g_forks, 2);
+}
+
+// The fifth run begins at about 10 seconds, and a pause of 5 follows it.
+TEST_F(Supervisor, DestructorTakesUpToALongPauseAndNoMore) {
+  auto child = std::make_unique<ChildProc>("agent", ShellItem("pausing", "exit 0"));
+  ASSERT_TRUE(WaitUntil([&] { return CountLogged("is killed") == 5; }));
+  const auto end = Clock::now();
+  child.reset();
+  EXPECT_GE(Clock::now() - end, std::chrono::milliseconds(4900));
+  EXPECT_LT(Clock::now() - end, std::chrono::milliseconds(5900));
+  EXPECT_EQ(g_forks, 5);
 }
 
 // Holds a fork back until the destructor has signalled the child before it, which is gone. Nobody but the supervisor

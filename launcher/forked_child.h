@@ -1,0 +1,20 @@
+// What a supervisor's forked child needs that the process which it was forked from does not: to leave the launcher's
+// handling of SIGTERM behind, and to end without the launcher's clean-up.
+//
+// The child is a copy of the launcher with one thread. As long as it has not become a program, it must not run the
+// launcher's handler, which would kill its siblings, and must not destroy the globals: the copy of `g_child_map` would
+// send SIGKILL to the siblings and, by its own entry's stored 0, to the launcher's whole process group, and the copy
+// of a condition variable that `main` waits on would wait for that `main`, which the child does not have.
+#pragma once
+
+// Has the forked children of this process that end by `exit`, or because their last thread returns, end with status 0
+// before anything is destroyed. To be called when all globals have been constructed, before the first fork; further
+// calls do nothing. Throws nothing.
+void RegisterEndOfForkedChildren();
+
+// The child's first act: SIGTERM gets its default action, and the signal mask is again the one that the launcher was
+// started with. Every other signal is as the launcher has it; handlers vanish with `execv`.
+void BeginForkedChild();
+
+// Whether this process is such a child. It stays one for good.
+bool IsForkedChild();
