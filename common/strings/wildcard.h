@@ -16,8 +16,8 @@
 // try what follows them on the rest of a name, that rest counts as a name of its own with a start of its own: "<"
 // does not match "abc", but "*<" does.
 //
-// The time may grow exponentially with the number of '*' and '<' in an expression, the recursion by one level for
-// each. Nothing is allocated, and nothing behind the terminators is read.
+// The time grows with the product of both lengths at worst, whatever the wildcards; nothing recurses. Nothing is
+// allocated, and nothing behind the terminators is read.
 #pragma once
 
 // Return whether the name matches the expression. Both are terminated by a NUL and not null.

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/common/strings/models/wildcard.h"
 #include "tests/support/temp_folder.h"
 
 static std::wstring Widen(const std::string& text) { return {text.begin(), text.end()}; }
@@ -81,43 +82,6 @@ TEST(IsNameInExpression, IgnoresCaseOnRequest) {
   EXPECT_TRUE(IsNameInExpressionA("<B*cD", "ab.CdXcd", true)) << "in what wildcards try, too";
 }
 
-// What the wildcards mean, told on whole strings: whether `expression` from `p` on takes `name` from `n` on, when
-// positions count from `start`. Every character of the name is asked for with `at`, which checks its bounds.
-static bool MeansMatch(const std::string& expression, size_t p, const std::string& name, size_t start, size_t n,
-                       bool ignore_case) {
-  const size_t length = name.size();
-  const auto carry_on = [&](size_t next) { return MeansMatch(expression, p + 1, name, start, next, ignore_case); };
-  const auto starts_anew_before = [&](size_t stop) {
-    for (size_t k = n; k < stop; ++k) {
-      if (MeansMatch(expression, p + 1, name, k, k, ignore_case)) return true;
-    }
-    return false;
-  };
-  const auto upper_case = [ignore_case](char c) {
-    return ignore_case && c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-  };
-
-  if (expression.substr(p) == "*") return true;
-  if (p == expression.size()) return n == length;
-  const char wanted = expression.at(p);
-  if (wanted == '?') return carry_on(n + 1);
-  if (n > length) return false;
-  if (wanted == '*') return starts_anew_before(length) || carry_on(length);
-  if (wanted == '"') return carry_on(n < length && name.at(n) == '.' ? n + 1 : n);
-  if (wanted == '<') {
-    const size_t dot = name.rfind('.');
-    const bool dot_ahead = dot != std::string::npos && dot >= n;
-    if (!dot_ahead && n == start) return carry_on(n);
-    const size_t stop = dot_ahead ? dot : length;
-    return starts_anew_before(stop) || carry_on(stop);
-  }
-  if (wanted == '>') {
-    const bool last_dot = n < length && n == name.rfind('.');
-    return carry_on(last_dot ? n : n + 1);
-  }
-  return n < length && upper_case(wanted) == upper_case(name.at(n)) && carry_on(n + 1);
-}
-
 // Calls `use` with every text of up to `longest` characters of `alphabet`.
 template <typename Use>
 static void ForEachText(const std::string& alphabet, size_t longest, Use use) {
@@ -129,9 +93,9 @@ static void ForEachText(const std::string& alphabet, size_t longest, Use use) {
   }
 }
 
-static void CheckAgainstTheMeaning(const std::string& expression, const std::string& name) {
+static void CheckAgainstTheModel(const std::string& expression, const std::string& name) {
   for (const bool ignore_case : {false, true}) {
-    const bool expected = MeansMatch(expression, 0, name, 0, 0, ignore_case);
+    const bool expected = ModelMatches(expression.c_str(), name.c_str(), ignore_case);
     ASSERT_EQ(IsNameInExpressionA(expression.c_str(), name.c_str(), ignore_case), expected)
         << expression << " / " << name << ", ignore case: " << ignore_case;
     ASSERT_EQ(IsNameInExpression(Widen(expression).c_str(), Widen(name).c_str(), ignore_case), expected)
@@ -139,31 +103,51 @@ static void CheckAgainstTheMeaning(const std::string& expression, const std::str
   }
 }
 
-TEST(IsNameInExpression, AgreesWithTheMeaningOfAllShortExpressions) {
+TEST(IsNameInExpression, AgreesWithTheModelOnAllShortExpressions) {
   std::vector<std::string> names;
   ForEachText("aA.", 4, [&names](const std::string& name) { names.push_back(name); });
   ForEachText("aA.*?<>\"", 4, [&names](const std::string& expression) {
-    for (const std::string& name : names) CheckAgainstTheMeaning(expression, name);
+    for (const std::string& name : names) CheckAgainstTheModel(expression, name);
   });
 }
 
-TEST(IsNameInExpression, AgreesWithTheMeaningOfLongerExpressions) {
-  std::mt19937 random(20240229);
-  const auto text_of = [&random](const std::string& alphabet, size_t longest) {
-    std::string text;
-    for (size_t length = random() % (longest + 1); text.size() < length;) {
-      text.push_back(alphabet[random() % alphabet.size()]);
+TEST(IsNameInExpression, AgreesWithTheModelOnAllExpressionsOfFiveCharactersWithoutCase) {
+  std::vector<std::string> names;
+  ForEachText("a.", 6, [&names](const std::string& name) { names.push_back(name); });
+  ForEachText("a.*?<>\"", 5, [&names](const std::string& expression) {
+    for (const std::string& name : names) {
+      const bool expected = ModelMatches(expression.c_str(), name.c_str(), false);
+      ASSERT_EQ(IsNameInExpressionA(expression.c_str(), name.c_str(), false), expected) << expression << " / " << name;
     }
-    return text;
-  };
-  int matches = 0;
-  for (int i = 0; i < 20000; ++i) {
-    const std::string expression = text_of("aaAb.?<>\"*", 10);
-    const std::string name = text_of("aab.A", 12);
-    CheckAgainstTheMeaning(expression, name);
-    if (MeansMatch(expression, 0, name, 0, 0, true)) ++matches;
+  });
+}
+
+static std::string RandomText(std::mt19937& random, const std::string& alphabet, size_t longest) {
+  std::string text;
+  for (size_t length = random() % (longest + 1); text.size() < length;) {
+    text.push_back(alphabet[random() % alphabet.size()]);
   }
-  EXPECT_GT(matches, 200) << "the expressions should not all miss";
+  return text;
+}
+
+TEST(IsNameInExpression, AgreesWithTheModelOnLongerExpressions) {
+  std::mt19937 random(20240229);
+  int matches = 0;
+  for (int i = 0; i < 500000; ++i) {
+    const std::string expression = RandomText(random, "aab.?<>\"*<*", 12);
+    const std::string name = RandomText(random, "aab..", 14);
+    const bool expected = ModelMatches(expression.c_str(), name.c_str(), false);
+    ASSERT_EQ(IsNameInExpressionA(expression.c_str(), name.c_str(), false), expected) << expression << " / " << name;
+    if (expected) ++matches;
+  }
+  EXPECT_GT(matches, 5000) << "the expressions should not all miss";
+}
+
+TEST(IsNameInExpression, AgreesWithTheModelInBothWidthsAndCases) {
+  std::mt19937 random(20240301);
+  for (int i = 0; i < 20000; ++i) {
+    CheckAgainstTheModel(RandomText(random, "aaAb.?<>\"*\xC3\xFF", 10), RandomText(random, "aab.A\xC3\xE3\xFF", 12));
+  }
 }
 
 TEST(IsNameInExpression, FoldsOnlyAsciiInTheNarrowVariant) {
@@ -219,6 +203,29 @@ TEST(IsNameInExpression, FoldsWideCharactersAsTheLocaleDoes) {
   expect_the_locales_answer(0x416, 0x436);
   EXPECT_FALSE(IsNameInExpressionA("\xC9", "\xE9", true)) << "the narrow variant leaves these bytes alone";
   (void)setlocale(LC_CTYPE, before.c_str());
+}
+
+TEST(IsNameInExpression, AnswersForTextsOfAnyLength) {
+  const std::string many_stars(1000000, '*');
+  EXPECT_TRUE(IsNameInExpressionA(many_stars.c_str(), "abc", false));
+  EXPECT_FALSE(IsNameInExpressionA((many_stars + "d").c_str(), "abc", false));
+  const std::string many_dots(100000, '.');
+  EXPECT_FALSE(IsNameInExpressionA(std::string(100000, '>').c_str(), many_dots.c_str(), false));
+  EXPECT_TRUE(IsNameInExpressionA((std::string(99999, '>') + ".").c_str(), many_dots.c_str(), false));
+}
+
+// Each of these tried every way to share the name out among the wildcards would take longer than the universe.
+TEST(IsNameInExpression, DoesNotTryEveryWayToShareTheNameOut) {
+  std::string stars;
+  std::string dot_stars;
+  for (int i = 0; i < 30; ++i) {
+    stars += "*a";
+    dot_stars += "<a\"";
+  }
+  const std::string name(200, 'a');
+  EXPECT_FALSE(IsNameInExpressionA((stars + "b").c_str(), name.c_str(), false));
+  EXPECT_FALSE(IsNameInExpressionA((dot_stars + "b").c_str(), (name + "." + name).c_str(), false));
+  EXPECT_TRUE(IsNameInExpressionA((dot_stars + "*b").c_str(), (name + "." + name + "b").c_str(), false));
 }
 
 // Makes a Turkish locale of one byte a character the current one while it lives: in it the upper case of 'i' lies above
