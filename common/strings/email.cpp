@@ -1,43 +1,36 @@
 #include "common/strings/email.h"
 
-#include <cstddef>
-#include <regex>
+#include <locale>
 
-// The standard libraries' matchers recurse or give up on long texts: one overflows the stack at some ten thousand
-// characters and needs time that grows with the cube, the other throws `error_complexity`. Up to this length, which
-// no real address exceeds, both are quick; what is longer is scanned by hand for the same language.
-static constexpr size_t kLongestForTheMatcher = 254;
-
-// Matches `\w+(\.\w*)?@\w+(\.\w+)+`, which is the expression below without its groups: since '_' is itself a word
-// character, only a '.' can be told apart in the local part.
-static bool IsEmailByScan(const std::string& text) {
-  const std::regex_traits<char> traits;
-  static constexpr char kWordClass[] = "w";
-  const auto word_class = traits.lookup_classname(kWordClass, kWordClass + 1);
-  size_t pos = 0;
-  const auto skip_word = [&] {
-    const size_t start = pos;
-    while (pos < text.size() && traits.isctype(text[pos], word_class)) ++pos;
-    return pos > start;
-  };
-  const auto skip = [&](char wanted) {
-    if (pos == text.size() || text[pos] != wanted) return false;
-    ++pos;
-    return true;
-  };
-
-  if (!skip_word()) return false;
-  if (skip('.')) skip_word();
-  if (!skip('@') || !skip_word()) return false;
-  size_t further_labels = 0;
-  for (; skip('.'); ++further_labels) {
-    if (!skip_word()) return false;
-  }
-  return further_labels > 0 && pos == text.size();
-}
+// The form without its groups is `\w+(\.\w*)?@\w+(\.\w+)+`, because '_' is itself a word character. These are the
+// places in it; several at once are possible, because a locale may take a '.' or an '@' for a letter.
+static constexpr unsigned kStart = 1;
+static constexpr unsigned kInLocalPart = 2;
+static constexpr unsigned kBehindLocalDot = 4;
+static constexpr unsigned kBehindAt = 8;
+static constexpr unsigned kInFirstLabel = 16;
+static constexpr unsigned kBehindDot = 32;
+static constexpr unsigned kInFurtherLabel = 64;
 
 bool is_email_valid(const std::string& text) {
-  const std::regex form(R"((\w+)(\.|_)?(\w*)@(\w+)(\.(\w+))+)");
-  if (text.size() > kLongestForTheMatcher) return IsEmailByScan(text);
-  return std::regex_match(text, form);
+  const std::locale locale;
+  const auto& characters = std::use_facet<std::ctype<char>>(locale);
+  unsigned places = kStart;
+  for (const char c : text) {
+    unsigned next = 0;
+    if (c == '_' || characters.is(std::ctype_base::alnum, c)) {
+      if ((places & (kStart | kInLocalPart)) != 0) next |= kInLocalPart;
+      if ((places & kBehindLocalDot) != 0) next |= kBehindLocalDot;
+      if ((places & (kBehindAt | kInFirstLabel)) != 0) next |= kInFirstLabel;
+      if ((places & (kBehindDot | kInFurtherLabel)) != 0) next |= kInFurtherLabel;
+    }
+    if (c == '.') {
+      if ((places & kInLocalPart) != 0) next |= kBehindLocalDot;
+      if ((places & (kInFirstLabel | kInFurtherLabel)) != 0) next |= kBehindDot;
+    }
+    if (c == '@' && (places & (kInLocalPart | kBehindLocalDot)) != 0) next |= kBehindAt;
+    if (next == 0) return false;
+    places = next;
+  }
+  return (places & kInFurtherLabel) != 0;
 }

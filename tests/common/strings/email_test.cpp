@@ -2,7 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <locale>
+#include <random>
 #include <regex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/common/strings/models/email.h"
 
 TEST(IsEmailValid, AcceptsTheFormAndNothingElse) {
   const struct {
@@ -23,28 +31,103 @@ TEST(IsEmailValid, TreatsAnEmbeddedNulAsAnyOtherForeignByte) {
   EXPECT_FALSE(is_email_valid(std::string("a\0b@ef.gh", 9)));
 }
 
-// Long texts are decided in another way than short ones; padding a part of the text with letters does not change what
-// the form says of it, so both ways must agree on the pair.
-TEST(IsEmailValid, GivesAPaddedTextTheAnswerOfTheShortOne) {
-  static constexpr char kAlphabet[] = {'a', '_', '.', '@', '-'};
-  constexpr size_t kLetters = sizeof(kAlphabet);
-  const std::string padding(300, 'a');
-  const std::regex form(R"((\w+)(\.|_)?(\w*)@(\w+)(\.(\w+))+)");
-  size_t combinations = 1;
-  for (int length = 1; length <= 5; ++length) {
-    combinations *= kLetters;
-    for (size_t i = 0; i < combinations; ++i) {
-      std::string text;
-      for (size_t rest = i, k = 0; k < static_cast<size_t>(length); ++k, rest /= kLetters) {
-        text.push_back(kAlphabet[rest % kLetters]);
-      }
-      const size_t letter = text.find('a');
-      if (letter == std::string::npos) continue;
-      const bool expected = std::regex_match(text, form);
-      ASSERT_EQ(is_email_valid(text), expected) << text;
-      ASSERT_EQ(is_email_valid(text.substr(0, letter) + padding + text.substr(letter)), expected) << text;
+// Calls `use` with every text of 1 to `longest` characters of `alphabet`.
+template <typename Use>
+static void ForEachText(const std::string& alphabet, size_t longest, Use use) {
+  std::string text;
+  const auto extend = [&](const auto& self) -> void {
+    for (const char c : alphabet) {
+      text.push_back(c);
+      use(text);
+      if (text.size() < longest) self(self);
+      text.pop_back();
+    }
+  };
+  extend(extend);
+}
+
+static bool Matches(const std::string& text) {
+  static const std::regex form = ModelEmailForm();
+  return std::regex_match(text, form);
+}
+
+TEST(IsEmailValid, AgreesWithTheExpressionOnAllShortTexts) {
+  ForEachText("a_.@-", 6, [](const std::string& text) { ASSERT_EQ(is_email_valid(text), Matches(text)) << text; });
+}
+
+TEST(IsEmailValid, AgreesWithTheExpressionOnEveryByte) {
+  for (int byte = 0; byte < 256; ++byte) {
+    const char c = static_cast<char>(byte);
+    for (std::string text : {"?b@c.d", "a?b@c.d", "ab@?.d", "ab@c.?", "ab@c.d?", "a?c.d"}) {
+      text[text.find('?')] = c;
+      ASSERT_EQ(is_email_valid(text), Matches(text)) << "byte " << byte << " in " << text;
     }
   }
+}
+
+// A matcher needs a level of recursion for each character of a run; these lengths are what all of them stand.
+TEST(IsEmailValid, AgreesWithTheExpressionOnLongerTexts) {
+  std::mt19937 random(20240229);
+  int valid = 0;
+  for (int i = 0; i < 3000; ++i) {
+    std::string text;
+    for (const char* mark : {"", ".", "@", ".", ".", "-"}) {
+      if (random() % 8 != 0) text += mark;
+      text += std::string(random() % 8 == 0 ? 0 : 1 + random() % 40, random() % 2 == 0 ? 'a' : '_');
+      if (*mark == '.' && random() % 2 == 0) break;
+    }
+    ASSERT_EQ(is_email_valid(text), Matches(text)) << text;
+    if (is_email_valid(text)) ++valid;
+  }
+  EXPECT_GT(valid, 100) << "the texts should not all be bad";
+}
+
+TEST(IsEmailValid, HasNoLengthAtWhichTheAnswerChanges) {
+  for (size_t length = 250; length <= 100000; length = length < 1100 ? length + 1 : length * 3 / 2) {
+    const std::string run(length, 'a');
+    ASSERT_TRUE(is_email_valid(run + "@b.c")) << length;
+    ASSERT_TRUE(is_email_valid(run + ".@b.c")) << length;
+    ASSERT_TRUE(is_email_valid("a@" + run + ".c")) << length;
+    ASSERT_TRUE(is_email_valid("a@b." + run)) << length;
+    ASSERT_FALSE(is_email_valid(run)) << length;
+    ASSERT_FALSE(is_email_valid(run + "@b")) << length;
+    ASSERT_FALSE(is_email_valid(run + ".a.@b.c")) << length;
+    ASSERT_FALSE(is_email_valid("a@b." + run + ".")) << length;
+    ASSERT_FALSE(is_email_valid("a@b." + run + "-")) << length;
+  }
+}
+
+// In this locale what the form has for marks are letters as well, and a byte above 0x80 is a digit.
+TEST(IsEmailValid, AsksTheGlobalLocaleForLettersAndDigits) {
+  static std::ctype_base::mask table[std::ctype<char>::table_size] = {};
+  table[static_cast<unsigned char>('.')] = std::ctype_base::alpha;
+  table[static_cast<unsigned char>('@')] = std::ctype_base::alpha;
+  table[static_cast<unsigned char>('+')] = std::ctype_base::alpha;
+  table[0xE4] = std::ctype_base::digit;
+  const std::locale before = std::locale::global(std::locale(std::locale(), new std::ctype<char>(table)));
+  const std::regex form = ModelEmailForm();
+  int valid = 0;
+  ForEachText(".@+a_\xE4", 6, [&form, &valid](const std::string& text) {
+    const bool expected = std::regex_match(text, form);
+    ASSERT_EQ(is_email_valid(text), expected) << text;
+    if (expected) ++valid;
+  });
+  EXPECT_TRUE(is_email_valid("+@+.+"));
+  EXPECT_FALSE(is_email_valid("a@a.a"));
+  EXPECT_GT(valid, 0);
+  std::locale::global(before);
+}
+
+TEST(IsEmailValid, MayBeCalledFromSeveralThreadsAtOnce) {
+  std::atomic<int> valid(0);
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&valid] {
+      if (is_email_valid("ab.cd@ef.gh")) ++valid;
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(valid, 4);
 }
 
 TEST(IsEmailValid, AnswersForTextsOfAMegabyte) {
