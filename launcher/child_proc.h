@@ -4,10 +4,13 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 
 #include "common/json/json_object.h"
+
+class Gate;
 
 // One item of the launch list, supervised by a thread of its own from construction to destruction. Owned by
 // `g_child_map`; neither copied nor moved.
@@ -36,6 +39,9 @@
 //   process that the user may signal.
 // - A "program" that is no text ends the whole process, as an uncaught exception on any thread does.
 //
+// Memory: when the constructor has returned, nothing is allocated in this process any more. A restart without memory
+// fails in the forked child at worst: that ends on SIGABRT, which is logged as its end, or does not become the program.
+//
 // Threads: `pid` and `running` are plain fields, written on one thread and read on another without a lock; a fence on
 // each side sees to it that a stop misses no child. Construct and destroy on one thread; SIGTERM is blocked on the
 // supervising thread from its birth, so no handler for it runs there.
@@ -59,8 +65,9 @@ class ChildProc {
   int Stop();
 
  private:
-  void Supervise();
-  void Execute(std::string program);
+  void Supervise(Gate& first_fork);
+  const std::string& Program();
+  void Execute();
   void WaitAndLogEnd();
   bool RunsOnce();
 
@@ -70,5 +77,9 @@ class ChildProc {
   std::string launcher_name;
   std::string name;
   JsonObject item = JsonObject(nullptr);
+  // What every start and every end asks of the item, read once: with no memory left, a restart must not fail in this
+  // process. Nothing where the member is of a kind that can't be converted.
+  std::optional<std::string> program;
+  std::optional<bool> runs_once;
   std::shared_ptr<std::thread> thread;
 };

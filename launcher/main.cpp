@@ -11,6 +11,7 @@
 #include "common/logging/log.h"
 #include "launcher/daemon.h"
 #include "launcher/event_log.h"
+#include "launcher/heap.h"
 #include "launcher/launch_list.h"
 #include "launcher/sigterm_mask.h"
 
@@ -56,6 +57,7 @@ static int Run(int argc, char** argv) {
 }
 
 int main(int argc, char** argv) {
+  ShareOneHeap();
   const int exit_status = Run(argc, argv);
   // Static destruction comes next, and stops the supervisors that are left. The handler must not meet a map that is
   // being destroyed.

@@ -325,6 +325,18 @@ TEST(BadItem, WithAProgramThatIsAnObjectEndsTheWholeLauncher) {
   EXPECT_EQ(*status & 0x7F, SIGABRT);
 }
 
+// Not before: the program is started, and its first end is logged.
+TEST(BadItem, WithARunOnceThatIsATextEndsTheWholeLauncherAfterTheFirstEnd) {
+  const Bundle bundle(Bundle::Logger::kRecording);
+  JsonObject item = ShellItem("a", "exit 0");
+  item["run_once"] = std::string("text");
+  LauncherProcess launcher(bundle, bundle.WriteList(ListOf({item})));
+  const std::optional<int> status = launcher.WaitStatus();
+  ASSERT_TRUE(status);
+  EXPECT_EQ(*status & 0x7F, SIGABRT);
+  EXPECT_EQ(EndsOf(bundle, "a").size(), 1U);
+}
+
 TEST(BadItem, WithArgumentsInAnArrayEndsOnlyTheChild) {
   const Bundle bundle(Bundle::Logger::kRecording);
   LauncherProcess launcher(bundle, bundle.WriteList(R"({"0": {"name": "a", "program": "/bin/true", "argc": 1,

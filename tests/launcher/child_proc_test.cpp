@@ -12,9 +12,11 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <functional>
 #include <future>
 #include <mutex>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -31,6 +33,8 @@ static std::atomic<int> g_forks;
 static std::function<void(int)> g_before_fork;  // Called with 1 for the first fork.
 static std::function<bool()> g_fork_fails;
 static std::atomic<bool> g_thread_fails;
+
+static std::atomic<bool> g_memory_is_out;
 
 static std::atomic<int> g_kill_calls;
 static std::mutex g_kills_mutex;
@@ -76,6 +80,15 @@ extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attribute
   return g_system_pthread_create(thread, attributes, start, argument);
 }
 
+void* operator new(size_t size) {
+  void* const block = g_memory_is_out ? nullptr : malloc(size);
+  if (block == nullptr) throw std::bad_alloc();
+  return block;
+}
+
+void operator delete(void* block) noexcept { free(block); }
+void operator delete(void* block, size_t) noexcept { free(block); }
+
 class Supervisor : public testing::Test {
  protected:
   Supervisor() {
@@ -89,6 +102,7 @@ class Supervisor : public testing::Test {
     g_before_fork = nullptr;
     g_fork_fails = nullptr;
     g_thread_fails = false;
+    g_memory_is_out = false;
   }
 
   // A test that lets a fork fail would otherwise end whatever its user runs.
@@ -233,6 +247,15 @@ TEST_F(Supervisor, DestructorTakesUpToALongPauseAndNoMore) {
   EXPECT_GE(Clock::now() - end, std::chrono::milliseconds(4900));
   EXPECT_LT(Clock::now() - end, std::chrono::milliseconds(5900));
   EXPECT_EQ(g_forks, 5);
+}
+
+// The forked children need memory and end on SIGABRT, but not the process that starts them.
+TEST_F(Supervisor, GoesOnWithoutMemory) {
+  logger = nullptr;  // This test's own needs memory.
+  const ChildProc child("agent", ShellItem("a name that a short text does not hold", "exit 0"));
+  g_memory_is_out = true;
+  EXPECT_TRUE(WaitUntil([] { return g_forks == 3; }));
+  g_memory_is_out = false;
 }
 
 // Holds a fork back until the destructor has signalled the child before it, which is gone. Nobody but the supervisor

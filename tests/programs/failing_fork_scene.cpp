@@ -34,11 +34,19 @@ int main(int argc, char** argv) {
   const char* const list = argv[2];
   const char* const recording = argv[3];
 
+  // The launcher must find the bystander as that user's first process already.
+  int ready[2];
+  if (pipe(ready) != 0) return 2;
   const pid_t bystander = fork();
   if (bystander == 0) {
     BecomeUser(argv[4]);
+    (void)!write(ready[1], "", 1);
     for (;;) pause();
   }
+  (void)close(ready[1]);
+  char byte = 0;
+  if (read(ready[0], &byte, 1) != 1) return 2;
+  (void)close(ready[0]);
   const pid_t launcher = fork();
   if (launcher == 0) {
     BecomeUser(argv[4]);
