@@ -14,6 +14,8 @@
 static constexpr int kMostLevels = 1000;
 static constexpr int kKeptLevels = 3;
 
+namespace {
+
 enum class TokenKind {
   kEnd,
   kObjectBegin,
@@ -36,6 +38,8 @@ struct Token {
   size_t begin = 0;
   size_t end = 0;
 };
+
+}  // namespace
 
 static bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 
@@ -272,11 +276,14 @@ class Reader {
 
   // What is wrong with a token that stands where `wanted` should.
   bool FailAt(const Token& token, const std::string& wanted) {
-    if (token.kind == TokenKind::kEnd) return Fail(EndOfText(), "The text ends where " + wanted + " is missing.");
+    document.at_end = token.kind == TokenKind::kEnd;
+    if (document.at_end) return Fail(EndOfText(), "The file ends where " + wanted + " is missing.");
     const char first = text[token.begin];
     if (token.kind == TokenKind::kError) {
+      document.at_end = first == '"';
       if (first == '"') return Fail(token.begin, "The text that begins here is not closed: a quote is missing.");
       if (first == '/' && text.substr(token.begin, 2) == "/*") {
+        document.at_end = true;
         return Fail(token.begin, "The comment that begins here is not closed.");
       }
       if (first == '\'') return Fail(token.begin, "Texts stand in double quotes, not in single ones.");

@@ -58,6 +58,7 @@ struct JsonDocument {
   size_t error_offset = 0;
   std::string error;
   bool too_deep = false;  // More than 1000 levels of nesting.
+  bool at_end = false;    // The text ends too early: something is not closed, or missing.
 };
 
 // Reads `text`, which holds no NUL: the launcher cuts a list at its first.

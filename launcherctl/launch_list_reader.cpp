@@ -204,7 +204,7 @@ static void ReadItems(LaunchList& list) {
     if (found == members.end()) break;
     LaunchListItem item;
     ReadItem(*found->second, item);
-    if (!is_read) item.fate = Fate::kNeverRead;
+    if (!is_read) item.fate = Fate::kNotReached;
     if (item.fate == Fate::kEndsReading) is_read = false;
     list.items.push_back(std::move(item));
   }
@@ -213,9 +213,7 @@ static void ReadItems(LaunchList& list) {
     const std::optional<int64_t> number = ItemNumber(member.name);
     if (number && *number < count) continue;
     LaunchListItem item;
-    item.key = member.name;
-    item.number = number;
-    item.member = &member;
+    ReadItem(member, item);
     item.fate = Fate::kNeverRead;
     list.items.push_back(std::move(item));
   }

@@ -24,7 +24,8 @@ struct LaunchListItem {
     kReplaced,     // So does one for this item, until the later item of the same name stops it.
     kSkipped,      // It has no name; the launcher logs that.
     kEndsReading,  // Not an object, or its name is an array or object: the launcher ends with status 0 here.
-    kNeverRead,    // Behind a gap or under a number that is none, or behind an item that ends the reading.
+    kNotReached,   // Behind an item that ends the reading.
+    kNeverRead,    // Behind a gap in the numbers, or under a number that the launcher does not look for.
   };
 
   // Whether the launcher can convert a member, and what ends by SIGABRT when it can't.
@@ -75,7 +76,8 @@ struct LaunchList {
   FileContent file;       // With all bytes.
   JsonDocument document;  // Of the bytes before the first NUL.
 
-  // Items first that are read, in their order, then those that look like items and are never read, as in the file.
+  // First those that are looked for, in their order, then those that look like items and are never read, as in the
+  // file.
   std::vector<LaunchListItem> items;
 
   LaunchList() = default;

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "launcherctl/check_verb.h"
 #include "launcherctl/exit_status.h"
 #include "launcherctl/explain_verb.h"
 #include "launcherctl/output.h"
@@ -61,6 +62,15 @@ static void AddExplain(CommandLine& line) {
   verb->callback([&line] { line.run = [](Output& out) { return RunExplain(WithoutMarks(statuses), out); }; });
 }
 
+static void AddCheck(CommandLine& line) {
+  static CheckOptions options;
+  CLI::App* const verb = line.AddVerb("check", "Mistakes in launch lists and settings, before the launcher meets them");
+  verb->add_option("LIST", options.lists, "Launch lists; without one those of the running launchers");
+  verb->add_flag("--no-settings", options.without_settings, "Leave qz3api.ini and log.ini out");
+  verb->add_flag("--all", options.all, "Show every finding in full, even beyond a screen");
+  verb->callback([&line] { line.run = [](Output& out) { return RunCheck(options, out); }; });
+}
+
 // The first files that are opened would become a closed standard stream, and the answer would go into one of them.
 static void KeepStandardStreamsTaken() {
   for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
@@ -77,6 +87,7 @@ int main(int argc, char** argv) {
   line.app.set_version_flag("--version", "launcherctl " PELLUX_VERSION);
   line.app.footer(kExitStatuses);
   line.app.require_subcommand(1);
+  AddCheck(line);
   AddExplain(line);
 
   std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);

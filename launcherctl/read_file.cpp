@@ -10,6 +10,8 @@
 
 using State = FileContent::State;
 
+namespace {
+
 // Closes the descriptor when the object ends.
 class Descriptor {
  public:
@@ -24,6 +26,8 @@ class Descriptor {
  private:
   const int descriptor;
 };
+
+}  // namespace
 
 static std::string KindOf(mode_t mode) {
   if (S_ISDIR(mode)) return "a folder";
