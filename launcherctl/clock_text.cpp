@@ -2,6 +2,7 @@
 
 #include <sys/time.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -76,5 +77,6 @@ std::string ClockWithDistance(int64_t time_ms, int64_t now_ms) {
   const std::string clock = ClockText(time_ms, now_ms);
   const int64_t distance = time_ms - now_ms;
   if (distance > -kSecondMs / 2 && distance < kSecondMs / 2) return clock + ", now";
-  return distance > 0 ? clock + ", in " + SpanText(distance) : clock + ", " + SpanText(distance) + " ago";
+  const std::string span = SpanText(std::max(std::abs(distance), kSecondMs));
+  return distance > 0 ? clock + ", in " + span : clock + ", " + span + " ago";
 }

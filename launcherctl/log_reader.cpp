@@ -10,7 +10,7 @@
 #include <optional>
 
 #include "launcherctl/escape.h"
-#include "launcherctl/file_birth.h"
+#include "launcherctl/file_times.h"
 
 static constexpr int kOlderFiles = 4;
 static constexpr int64_t kMostBytesOfAFile = int64_t{64} * 1024 * 1024;

@@ -13,9 +13,12 @@
 #include <vector>
 
 #include "launcherctl/check_verb.h"
+#include "launcherctl/escape.h"
 #include "launcherctl/exit_status.h"
 #include "launcherctl/explain_verb.h"
+#include "launcherctl/nearest.h"
 #include "launcherctl/output.h"
+#include "launcherctl/status_verb.h"
 
 static constexpr const char* kSummary =
     "Shows what the launcher is doing, and why a program does not run.\n"
@@ -71,6 +74,41 @@ static void AddCheck(CommandLine& line) {
   verb->callback([&line] { line.run = [](Output& out) { return RunCheck(options, out); }; });
 }
 
+static void AddStatus(CommandLine& line) {
+  static StatusOptions options;
+  CLI::App* const verb = line.AddVerb("status", "The running launchers, and what each item does; also without a verb");
+  verb->add_option("--watch", options.watch_seconds, "Again and again, each SECONDS (1), until Ctrl-C")
+      ->type_name("[=SECONDS]")
+      ->check(CLI::Range(0.1, 86400.0));
+  verb->add_option("--pid", options.which.pid, "Only the launcher with this process id")->type_name("PID");
+  verb->add_option("--name", options.which.name, "Only launchers that were started with this name")->type_name("NAME");
+  verb->add_option("--list", options.which.known_list, "A list to recognise what a launcher has left behind")
+      ->type_name("LIST");
+  verb->add_flag("--all", options.all, "Every item, even beyond a screen");
+  verb->callback([&line] { line.run = [](Output& out) { return RunStatus(options, out); }; });
+}
+
+// "--watch" takes its value behind an equals sign alone, or none.
+static void GiveWatchItsValue(std::vector<std::string>& arguments) {
+  for (std::string& argument : arguments) {
+    if (argument == "--watch") argument = "--watch=1";
+  }
+}
+
+// What was probably meant by a verb that does not exist, or an empty text for one that does.
+static std::string ComplaintAboutVerb(const CLI::App& app, const std::string& verb) {
+  std::vector<std::string> verbs;
+  for (const CLI::App* known : app.get_subcommands([](const CLI::App*) { return true; })) {
+    if (known->get_name() == verb) return "";
+    if (!known->get_group().empty()) verbs.push_back(known->get_name());
+  }
+  const std::string near = NearestOf(verb, verbs);
+  std::string all;
+  for (const std::string& known : verbs) all += (all.empty() ? "" : ", ") + known;
+  return "there is no verb " + Quoted(verb) +
+         (near.empty() ? "; the verbs are " + all : "; did you mean " + near + "?");
+}
+
 // The first files that are opened would become a closed standard stream, and the answer would go into one of them.
 static void KeepStandardStreamsTaken() {
   for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
@@ -89,10 +127,22 @@ int main(int argc, char** argv) {
   line.app.require_subcommand(1);
   AddCheck(line);
   AddExplain(line);
+  AddStatus(line);
 
   std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
   HideNegativeNumbers(arguments);
+  GiveWatchItsValue(arguments);
+  static const std::vector<std::string> kWithoutVerb = {"-h", "--help", "--version"};
+  const bool names_verb = !arguments.empty() && arguments[0].substr(0, 1) != "-";
+  const bool needs_none =
+      !arguments.empty() && std::find(kWithoutVerb.begin(), kWithoutVerb.end(), arguments[0]) != kWithoutVerb.end();
+  if (!names_verb && !needs_none) arguments.insert(arguments.begin(), "status");
   int exit_status = kAllIsWell;
+  const std::string complaint = names_verb ? ComplaintAboutVerb(line.app, arguments[0]) : "";
+  if (!complaint.empty()) {
+    out.Error(complaint);
+    return kNotAnswered;
+  }
   try {
     std::reverse(arguments.begin(), arguments.end());  // CLI11 takes them from the end.
     line.app.parse(arguments);

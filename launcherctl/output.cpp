@@ -26,6 +26,10 @@ Output::Output() {
   const char* const terminal_kind = getenv("TERM");
   const bool is_dumb = terminal_kind == nullptr || strcmp(terminal_kind, "dumb") == 0;
   has_colors = is_terminal && !is_dumb && !IsSet("NO_COLOR");
+  MeasureAgain();
+}
+
+void Output::MeasureAgain() {
   winsize size = {};
   if (is_terminal && ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0) {
     if (size.ws_col > 0) width = size.ws_col;
@@ -34,6 +38,12 @@ Output::Output() {
     width = SizeFrom("COLUMNS");
   }
   width = std::max(width, 40);
+}
+
+std::string Output::Discard() {
+  std::string text;
+  text.swap(pending);
+  return text;
 }
 
 void Output::WriteJson(const JsonObject& object) {

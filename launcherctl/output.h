@@ -23,6 +23,10 @@ class Output {
   bool json = false;  // Set by `main`: the answer is to be one JSON object.
 
   void Write(std::string_view text) { pending.append(text); }
+  // Returns what has been written since the last `Flush`, and forgets it.
+  std::string Discard();
+  // Looks at the terminal's size again.
+  void MeasureAgain();
   // One object on one line.
   void WriteJson(const JsonObject& object);
   // `text` in the colour, or as it is where there are none. A colour never says anything alone.

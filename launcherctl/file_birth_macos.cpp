@@ -1,9 +1,0 @@
-#include <sys/stat.h>
-
-#include "launcherctl/file_birth.h"
-
-int64_t FileBirthMs(int descriptor) {
-  struct stat status = {};
-  if (fstat(descriptor, &status) != 0) return 0;
-  return static_cast<int64_t>(status.st_birthtimespec.tv_sec) * 1000 + status.st_birthtimespec.tv_nsec / 1000000;
-}
