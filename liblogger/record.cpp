@@ -125,6 +125,14 @@ static void WriteColumns(const RecordOrigin& origin, Writer& out) {
 
 static bool IsBetween(unsigned char byte, int low, int high) { return byte >= low && byte <= high; }
 
+// Whether the three bytes are a character that ends a line, or turns the text around it in another direction: U+200E,
+// U+200F, U+2028 to U+202E, U+2066 to U+2069. A terminal that honours them shows something else than what is written.
+static bool IsInvisibleControl(unsigned char first, unsigned char second, unsigned char third) {
+  if (first != 0xE2) return false;
+  if (second == 0x80) return IsBetween(third, 0x8E, 0x8F) || IsBetween(third, 0xA8, 0xAE);
+  return second == 0x81 && IsBetween(third, 0xA6, 0xA9);
+}
+
 // The length in bytes of the character at the start of `text`, or 0 if it is a control character or not well-formed
 // UTF-8.
 static size_t ShownCharacterBytes(const char* text, size_t available) {
@@ -142,7 +150,8 @@ static size_t ShownCharacterBytes(const char* text, size_t available) {
   for (size_t i = 2; i < wanted; ++i) {
     if (!IsBetween(byte(i), 0x80, 0xBF)) return 0;
   }
-  return wanted;
+  const bool is_arabic_mark = lead == 0xD8 && byte(1) == 0x9C;  // U+061C turns the direction, too.
+  return is_arabic_mark || (wanted == 3 && IsInvisibleControl(lead, byte(1), byte(2))) ? 0 : wanted;
 }
 
 static void WriteEscape(char byte, Writer& out) {

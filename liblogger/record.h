@@ -40,7 +40,9 @@ struct RecordOrigin {
 // thread. A level without a name is shown as its number.
 //
 // A record is one line of UTF-8 that a terminal can show, whatever the message holds: control characters, those above
-// 0x7F included, and bytes that are not UTF-8 are written as escapes (\n, \t, \r, \xHH). A backslash stays as it is.
+// 0x7F included, the line and paragraph separators (U+2028, U+2029), the characters that change the direction of text
+// (U+061C, U+200E, U+200F, U+202A to U+202E, U+2066 to U+2069) and bytes that are not UTF-8 are written byte by byte as
+// escapes (\n, \t, \r, \xHH). A backslash stays as it is.
 // Of a message that is longer than `kLongestMessageBytes`, " [cut]" follows the whole characters that fit. A message
 // that can't be formatted is replaced by "(unformattable) " and its format, and a null format by "(null)".
 //
