@@ -1,27 +1,34 @@
 // The logging library's interface: all that a program sees of it.
 //
 // A program calls `InitLogger` once, `GetLogger` once for each module, and from then on hands records to `LogV`. The
-// files, the record's columns, rotation and what happens on faults are described in liblogger(7).
+// files, the record's columns, rotation and what happens on faults are described in liblogger(7). Only C types, a
+// `va_list` and the pointer cross this interface, and no exception leaves it.
 //
 // Threads: every function here may be called by any number of threads at once. `LogV` takes no lock and waits for
 // nothing but its own `write`.
+//
 // Fork: a forked child may call `LogV` at any time, whatever the parent's threads were doing at the fork; its records
 // go to the same file and carry its own process id. `InitLogger` and `GetLogger` take a lock, and are not for a child
 // that was forked while another thread was in one of them. The file does not survive `execv`. A child that is forked
 // while another thread opens or rotates a file has one more close-on-exec descriptor. A child of `vfork` must not log.
+//
 // Signals: a signal handler may call `LogV` with a format that `vsnprintf` formats without the heap, which is true of
 // texts, characters and integers. A process that writes beyond its file size limit (RLIMIT_FSIZE) is sent SIGXFSZ,
 // which ends it by default: if SIGXFSZ has its default action when `InitLogger` is called, it gets a handler that does
 // nothing, in the whole process and until `execv`; any other action is left alone. A program that restores the default
 // later ends at such a write.
+//
 // Local time: the offset from UTC is looked up in a table of its changes, because the C library's time-zone functions
 // take a lock. The first `InitLogger` makes the table, for forty years; so the offset changes with daylight saving,
 // and a new time zone of the machine is seen by the next process.
+//
 // Lifetime: an `ILog` lives as long as the process. It is never destroyed, not even while the process exits, so
 // threads may log until the very end. The library stays loaded even if `dlclose` is called.
-// Ownership: whatever is passed in is only read during the call. The library owns its loggers and their descriptors
-// (one for each logger, numbered 3 or above, close-on-exec); if a program closes one, the next record opens another.
-// Only C types, a `va_list` and the pointer cross this interface, and no exception leaves it.
+//
+// Ownership: whatever is passed in is only read during the call. The library owns its loggers and their descriptors:
+// one for each logger, numbered 3 or above, close-on-exec. If a program closes one, the next record opens another, also
+// where the number is that of another file by then. Only a record that follows the one before at once, on the same
+// thread, may still go to that number, for 50 microseconds: close descriptors while no thread logs.
 #pragma once
 
 #include <stdarg.h>

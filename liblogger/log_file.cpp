@@ -9,6 +9,8 @@
 #include <cstring>
 #include <ctime>
 
+#include "liblogger/await_writers.h"
+#include "liblogger/burst.h"
 #include "liblogger/log_folder.h"
 #include "liblogger/replace_descriptor.h"
 
@@ -18,54 +20,45 @@ static constexpr mode_t kFileMode = 0600;
 // output.
 static constexpr int kLowestDescriptor = 3;
 
-// About as long as it takes to write a record and rename its file, so that a look is outdated only for those who do
-// both at full speed. In a burst every fourth record or so looks, which halves the cost of a record.
-static constexpr int64_t kLookHoldsNs = 2000;
+// How long one look may hold for records that follow at once. Short beside anything that a person does to a file, long
+// beside the look itself, which takes longer than writing a record: a record of a burst bears a small part of it.
+static constexpr int64_t kLookHoldsNs = 50000;
 
-// Returned where a descriptor is expected: write to the shared one.
-static constexpr int kUseShared = -1;
-
-// Closes a descriptor that only this thread uses, and keeps `errno`.
-static void CloseOwn(int file) {
-  const int error = errno;
-  (void)close(file);
-  errno = error;
-}
-
-// Returns a descriptor of the regular file `path`, made if it is missing, or -1 with errno set.
-static int OpenRegularFile(const char* path) {
-  // O_NONBLOCK, because a FIFO in the file's place would make the call wait. Reading serves `EndTornRecord`.
+// Returns a descriptor of the regular file `path`, made if it is missing, or none with errno set.
+static Descriptor OpenRegularFile(const char* path) {
+  // O_NONBLOCK, because a FIFO in the file's place would make the call wait. Reading serves `EndsTorn`.
   const int flags = O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NOCTTY | O_NONBLOCK;
-  int file = open(path, flags, kFileMode);
-  if (file >= 0 && file < kLowestDescriptor) {
-    const int moved = fcntl(file, F_DUPFD_CLOEXEC, kLowestDescriptor);
-    CloseOwn(file);
-    file = moved;
+  Descriptor file(open(path, flags, kFileMode));
+  if (file.IsOpen() && file.Number() < kLowestDescriptor) {
+    file = Descriptor(fcntl(file.Number(), F_DUPFD_CLOEXEC, kLowestDescriptor));
   }
-  if (file < 0) return -1;
   FileStatus opened = {};
-  if (GetDescriptorStatus(file, opened) && opened.is_regular) return file;
-  (void)close(file);
+  if (!file.IsOpen() || (GetDescriptorStatus(file.Number(), opened) && opened.is_regular)) return file;
   errno = EINVAL;
-  return -1;
+  return {};
 }
 
-// Whether the last line has no end.
-static bool EndsTorn(int file) {
+static off_t SizeOf(int file) {
   FileStatus status = {};
-  char last = '\n';
-  if (!GetDescriptorStatus(file, status) || status.size_bytes == 0) return false;
-  return pread(file, &last, 1, status.size_bytes - 1) == 1 && last != '\n';
+  return GetDescriptorStatus(file, status) ? status.size_bytes : 0;
 }
 
-// Like `EndsTorn`, but not for what another process is just writing, of which a part shows for a moment.
+// Whether the last line of a file of that size has no end.
+static bool EndsTorn(int file, off_t size_bytes) {
+  char last = '\n';
+  return size_bytes > 0 && pread(file, &last, 1, size_bytes - 1) == 1 && last != '\n';
+}
+
+// Like `EndsTorn`, but not for what another thread or process is just writing, of which a part shows for a moment.
 static bool StaysTorn(int file) {
-  constexpr timespec kPause = {0, 2000000};
-  for (int looks = 0; looks < 10; ++looks) {
-    if (!EndsTorn(file)) return false;
-    (void)nanosleep(&kPause, nullptr);
+  constexpr int kMostLooks = 1000;  // The end of a record is seen long before, however many write at once.
+  for (int looks = 0; looks < kMostLooks; ++looks) {
+    const off_t size_bytes = SizeOf(file);
+    if (!EndsTorn(file, size_bytes)) return false;
+    AwaitWriters(file);
+    if (SizeOf(file) == size_bytes) return true;
   }
-  return true;
+  return false;
 }
 
 static LogFile::Result WriteOnce(int file, const char* bytes, size_t length) {
@@ -78,100 +71,131 @@ static LogFile::Result WriteOnce(int file, const char* bytes, size_t length) {
   return {count, count == length ? 0 : ENOSPC};
 }
 
-LogFile::LogFile(const char* file_path, RotationLimits rotation_limits) : limits(rotation_limits) {
-  (void)snprintf(path, sizeof(path), "%s", file_path);
+static int64_t NowNs() {
+  timespec now = {};
+  (void)clock_gettime(CLOCK_REALTIME, &now);
+  return int64_t{now.tv_sec} * 1000000000 + now.tv_nsec;
 }
 
+LogFile::LogFile(const char* path, RotationLimits limits) : rotation(limits) {
+  (void)snprintf(path_text, sizeof(path_text), "%s", path);
+}
+
+bool LogFile::IsAt(const char* path) const { return strcmp(path_text, path) == 0; }
+
 void LogFile::Open() {
-  const int opened = OpenPath();
-  if (opened < 0) return;
-  may_end_torn = StaysTorn(opened);
-  Share(opened);
-  (void)close(opened);
+  const Descriptor opened = OpenPath();
+  if (opened.IsOpen()) (void)Share(opened);  // Where that fails, a record tries again.
 }
 
 LogFile::Result LogFile::Append(const char* bytes, size_t length, int64_t now_ns) {
-  int open_error = 0;
-  const int opened = WasJustSeen(now_ns) ? kUseShared : Follow(now_ns, open_error);
-  const int file = opened != kUseShared ? opened : shared_descriptor.load();
-  FileStatus status = {};
-  // Where the path can't be opened, the file before will do, but not one that is gone for good.
-  if (open_error != 0 && !(GetDescriptorStatus(file, status) && status.has_name)) return {0, open_error};
-
-  EndTornRecord(file);
-  const Result result = WriteOnce(file, bytes, length);
-  if (result.error != 0) may_end_torn = true;
-  if (opened != kUseShared) {
-    (void)close(opened);
-  } else if (result.error == EBADF && open_error == 0) {
-    // The program has closed descriptors that it did not open, the shared one among them.
-    shared_inode = 0;
-    seen_ns = 0;
-    return Append(bytes, length, now_ns);
+  Burst* const burst = CurrentBurst();
+  bool is_shared = burst != nullptr && burst->GoesOn(this, now_ns) && WasJustSeen(now_ns);
+  Result result = {0, EBADF};
+  if (is_shared) result = Write(shared_descriptor, bytes, length);
+  // Also when the program has closed descriptors that it did not open, the shared one among them.
+  if (result.error == EBADF) result = AppendAfterLook(bytes, length, now_ns, is_shared);
+  if (burst == nullptr) return result;
+  if (is_shared && result.error == 0) {
+    burst->Written(this, NowNs());
+  } else {
+    burst->End();
   }
   return result;
 }
 
 void LogFile::AfterFork() {
   is_being_shared = false;  // The thread that was at it is not in this process.
-  const int file = shared_descriptor;
-  if (file >= 0) (void)fcntl(file, F_SETFD, FD_CLOEXEC);
+  FileStatus shared = {};
+  if (GetSharedStatus(shared)) (void)fcntl(shared_descriptor, F_SETFD, FD_CLOEXEC);
 }
 
 bool LogFile::WasJustSeen(int64_t now_ns) const {
   const int64_t passed_ns = now_ns - seen_ns.load(std::memory_order_relaxed);
-  return passed_ns > -kLookHoldsNs && passed_ns < kLookHoldsNs;  // The clock may have been set back.
+  return passed_ns >= 0 && passed_ns < kLookHoldsNs &&
+         expected_bytes.load(std::memory_order_relaxed) < rotation.full_bytes;
 }
 
-// Looks where the path leads. Returns a descriptor of the file that is named, if that is not the shared one, or
-// `kUseShared`; then `open_error` tells whether that is because the path can't be opened.
-int LogFile::Follow(int64_t now_ns, int& open_error) {
+// Looks where the path leads and writes there. Sets `to_shared` to whether that is the shared file.
+LogFile::Result LogFile::AppendAfterLook(const char* bytes, size_t length, int64_t now_ns, bool& to_shared) {
   FileStatus named = {};
-  const bool is_shared = GetPathStatus(path, named) && IsShared(named);
-  int opened = kUseShared;
-  if (named.size_bytes >= limits.full_bytes) {
-    opened = Rotate();
-  } else if (is_shared) {
-    seen_ns.store(now_ns, std::memory_order_relaxed);
-  }
-  if (opened == kUseShared && !is_shared) {
-    opened = OpenPath();
-    if (opened < 0) open_error = errno;
-  }
-  if (opened != kUseShared) Share(opened);
+  FileStatus shared = {};
+  const bool has_name = GetPathStatus(path_text, named);
+  const bool has_shared = GetSharedStatus(shared);
+  const bool is_shared = has_name && has_shared && named.IsSameFile(shared);
+  int open_error = 0;
+  const Descriptor opened = Follow(named, is_shared, open_error);
+  const bool is_new = opened.IsOpen();
+  to_shared = !is_new || Share(opened);
+  // Where the path can't be opened, the file before will do, but not one that is gone for good.
+  if (open_error != 0 && !(has_shared && shared.has_name)) return {0, open_error};
+
+  const int file = to_shared ? shared_descriptor.load() : opened.Number();
+  const int torn_error = EndTornRecord(file, is_new ? SizeOf(file) : shared.size_bytes);
+  if (torn_error != 0) return {0, torn_error};
+  const bool holds = is_shared && !is_new && IsOnlyWriter(shared.size_bytes);
+  seen_ns.store(holds ? now_ns : 0, std::memory_order_relaxed);
+  return Write(file, bytes, length);
+}
+
+LogFile::Result LogFile::Write(int file, const char* bytes, size_t length) {
+  const bool is_shared = file == shared_descriptor;
+  if (is_shared) expected_bytes += static_cast<off_t>(length);
+  const Result result = WriteOnce(file, bytes, length);
+  if (result.error == 0) return result;
+  if (is_shared) expected_bytes -= static_cast<off_t>(length - result.written);
+  seen_ns = 0;
+  return result;
+}
+
+// Fills in `status` and returns true if the shared descriptor is still what it was made: the program may have closed
+// it, and its number may be that of another file since.
+bool LogFile::GetSharedStatus(FileStatus& status) const {
+  return GetDescriptorStatus(shared_descriptor, status) && shared_inode == status.inode &&
+         shared_device == status.device;
+}
+
+// Returns a descriptor of the file that is `named` by the path, after a rotation where that is due, or none where the
+// shared one will do. Then `open_error` tells whether that is because the path can't be opened.
+Descriptor LogFile::Follow(const FileStatus& named, bool is_shared, int& open_error) const {
+  Descriptor opened;
+  if (named.size_bytes >= rotation.full_bytes) opened = Rotate();
+  if (opened.IsOpen() || is_shared) return opened;
+  opened = OpenPath();
+  if (!opened.IsOpen()) open_error = errno;
   return opened;
 }
 
-int LogFile::OpenPath() const {
-  const int file = OpenRegularFile(path);
-  if (file >= 0 || errno != ENOENT) return file;
+Descriptor LogFile::OpenPath() const {
+  Descriptor file = OpenRegularFile(path_text);
+  if (file.IsOpen() || errno != ENOENT) return file;
   char folder[PATH_MAX] = {};
-  memcpy(folder, path, static_cast<size_t>(strrchr(path, '/') - path));
+  memcpy(folder, path_text, static_cast<size_t>(strrchr(path_text, '/') - path_text));
   errno = MakeFolder(folder);
-  return errno == 0 ? OpenRegularFile(path) : -1;
+  return errno == 0 ? OpenRegularFile(path_text) : Descriptor();
 }
 
 // Moves the full file out of the way, unless somebody else does so or has done so. Returns a descriptor of the file
-// that the path names then, or `kUseShared`.
-int LogFile::Rotate() const {
-  // Opened for this purpose: a lock on the shared descriptor would be one with every forked child's.
-  const int full = OpenPath();
-  if (full < 0) return kUseShared;
-  const bool is_locked = flock(full, LOCK_EX | LOCK_NB) == 0;
-  FileStatus locked = {};
-  FileStatus named = {};
-  if (is_locked && GetDescriptorStatus(full, locked) && GetPathStatus(path, named) && locked.IsSameFile(named) &&
-      locked.size_bytes >= limits.full_bytes) {
-    MoveUp();
+// that the path names then, or none while somebody else is at it.
+Descriptor LogFile::Rotate() const {
+  {
+    // Opened for this purpose: a lock on the shared descriptor would be one with every forked child's.
+    const Descriptor full = OpenPath();
+    if (!full.IsOpen() || flock(full.Number(), LOCK_EX | LOCK_NB) != 0) return {};
+    FileStatus locked = {};
+    FileStatus named = {};
+    if (GetDescriptorStatus(full.Number(), locked) && GetPathStatus(path_text, named) && locked.IsSameFile(named) &&
+        locked.size_bytes >= rotation.full_bytes) {
+      MoveUp();
+    }
+    // Not left to the descriptor's end: a child that was forked meanwhile holds a copy.
+    (void)flock(full.Number(), LOCK_UN);
   }
-  // Not left to `close`: a child that was forked meanwhile holds a copy.
-  if (is_locked) (void)flock(full, LOCK_UN);
-  (void)close(full);
-  return is_locked ? OpenPath() : kUseShared;
+  return OpenPath();
 }
 
-// Renames `path` to `path`.1, and before that .1 to .2 and so on, up to the first number that is free. A gap is filled
-// so that a rename that fails time and again doesn't push the older ones out.
+// Renames the file `path` to `path`.1, and before that .1 to .2 and so on, up to the first number that is free. A gap
+// is filled so that a rename that fails time and again doesn't push the older ones out.
 void LogFile::MoveUp() const {
   struct Name {
     char text[PATH_MAX + sizeof(".-2147483648")];
@@ -179,40 +203,75 @@ void LogFile::MoveUp() const {
   };
   int last = 1;
   FileStatus older = {};
-  while (last < limits.kept_files && GetPathStatus(Name(path, last).text, older)) ++last;
+  while (last < rotation.kept_files && GetPathStatus(Name(path_text, last).text, older)) ++last;
   // Removed first, because some file systems write a file to the disk, and wait, when it is renamed over another.
-  (void)unlink(Name(path, last).text);
+  (void)unlink(Name(path_text, last).text);
   for (int number = last; number > 1; --number) {
-    (void)rename(Name(path, number - 1).text, Name(path, number).text);
+    (void)rename(Name(path_text, number - 1).text, Name(path_text, number).text);
   }
-  (void)rename(path, Name(path, 1).text);  // Where this fails, the file grows beyond its size until it works.
+  (void)rename(path_text, Name(path_text, 1).text);  // Where this fails, the file grows until it works.
 }
 
-// Puts `opened` behind the shared descriptor, unless another thread is doing the same with its own.
-void LogFile::Share(int opened) {
-  if (is_being_shared.exchange(true)) return;
+// Puts `opened` behind the shared descriptor and returns true, unless another thread is doing so with its own.
+bool LogFile::Share(const Descriptor& opened) {
+  if (is_being_shared.exchange(true)) return false;
+  const bool is_shared = PutBehindShared(opened);
+  is_being_shared = false;
+  return is_shared;
+}
+
+bool LogFile::PutBehindShared(const Descriptor& opened) {
   FileStatus file = {};
   FileStatus named = {};
+  FileStatus before = {};
   // Only what the path names at this moment: a thread that was held up must not bring back an older file.
-  if (GetDescriptorStatus(opened, file) && GetPathStatus(path, named) && file.IsSameFile(named)) {
-    const int shared = shared_descriptor;
-    bool is_shared;
-    if (shared >= 0 && fcntl(shared, F_GETFD) >= 0) {
-      is_shared = ReplaceDescriptor(opened, shared);
-    } else {
-      const int made = fcntl(opened, F_DUPFD_CLOEXEC, kLowestDescriptor);
-      is_shared = made >= 0;
-      if (is_shared) shared_descriptor = made;
-    }
-    if (is_shared) {
-      shared_device = file.device;
-      shared_inode = file.inode;
-    }
+  if (!GetDescriptorStatus(opened.Number(), file) || !GetPathStatus(path_text, named) || !file.IsSameFile(named)) {
+    return false;
   }
-  is_being_shared = false;
+  const bool is_kept = GetSharedStatus(before);
+  // Before the descriptor, so that a child forked in between does not take another file's number for its own.
+  shared_device = file.device;
+  shared_inode = file.inode;
+  bool is_shared;
+  if (is_kept) {
+    is_shared = ReplaceDescriptor(opened.Number(), shared_descriptor);
+  } else {
+    const int made = fcntl(opened.Number(), F_DUPFD_CLOEXEC, kLowestDescriptor);
+    is_shared = made >= 0;
+    if (is_shared) shared_descriptor = made;
+  }
+  if (is_shared) {
+    expected_bytes = file.size_bytes;
+  } else {
+    shared_device = before.device;
+    shared_inode = before.inode;
+  }
+  return is_shared;
 }
 
-void LogFile::EndTornRecord(int file) {
-  if (!may_end_torn.load(std::memory_order_relaxed) || !may_end_torn.exchange(false)) return;
-  if (EndsTorn(file) && WriteOnce(file, "\n", 1).error != 0) may_end_torn = true;
+// Whether nobody else has written to the shared file of that size since this was asked last, as far as sizes tell.
+bool LogFile::IsOnlyWriter(off_t size_bytes) {
+  const off_t expected = expected_bytes;
+  if (size_bytes <= expected) return true;
+  expected_bytes += size_bytes - expected;
+  return false;
+}
+
+// Ends a piece of a record at the file's end with a line feed, whoever has left it there. Returns 0 or why that failed.
+int LogFile::EndTornRecord(int file, off_t size_bytes) const {
+  if (!EndsTorn(file, size_bytes) || !StaysTorn(file)) return 0;
+  // Of all who see the piece one ends it: a second line feed would be a line. Who holds the lock needs it for a moment
+  // only, but may have been stopped there.
+  constexpr long kShortestPauseNs = 20000;
+  constexpr long kLongestPauseNs = kShortestPauseNs << 9;
+  const Descriptor locked = OpenPath();
+  timespec pause = {0, kShortestPauseNs};
+  while (locked.IsOpen() && pause.tv_nsec <= kLongestPauseNs && flock(locked.Number(), LOCK_EX | LOCK_NB) != 0) {
+    (void)nanosleep(&pause, nullptr);
+    pause.tv_nsec *= 2;
+  }
+  const int error = StaysTorn(file) ? WriteOnce(file, "\n", 1).error : 0;
+  // Not left to the descriptor's end: a child that was forked meanwhile holds a copy.
+  if (locked.IsOpen()) (void)flock(locked.Number(), LOCK_UN);
+  return error;
 }

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "liblogger/descriptor.h"
 #include "liblogger/file_status.h"
 
 // When a file is full, and how many older ones are kept beside it.
@@ -16,14 +17,16 @@ struct RotationLimits {
   int kept_files;
 };
 
+static constexpr size_t kCacheLineBytes = 64;
+
 // What is kept of one log: 20 MiB.
 static constexpr RotationLimits kDefaultLimits = {off_t{4} * 1024 * 1024, 4};
 
-// The file `path`, opened again whenever the path names another file or none: after a rotation by another process, or
-// after somebody has removed it or moved it away.
+// The file at a path, opened again whenever the path names another file or none: after a rotation by another process,
+// or after somebody has removed it or moved it away.
 //
-// No function takes a lock or allocates memory, and none but `Open` waits. `Append` may be called by any number of
-// threads at once and in forked children.
+// No function takes a lock or allocates memory. `Append` may be called by any number of threads at once and in forked
+// children.
 //
 // How threads share it: all of them write to one descriptor number, which is kept for life. A thread that finds the
 // path naming another file opens that one, writes to it, and puts it behind the shared number. Meanwhile the others do
@@ -32,14 +35,16 @@ static constexpr RotationLimits kDefaultLimits = {off_t{4} * 1024 * 1024, 4};
 // How processes share it: every write is an append of its own. Whoever finds the file full locks that very file
 // (`flock`, which fails at once if it is taken), renames it, and begins a new one. Who does not get the lock writes on
 // to the full file, which therefore exceeds its size a little.
+//
+// A record is torn when only its first bytes reach the file, because its process was killed or the disk became full
+// meanwhile. Whoever looks at the file next ends that piece with a line feed, so that its own record is a line.
 class LogFile {
  public:
   // `path` is absolute and has room for a dot and a number below PATH_MAX. It is copied.
-  LogFile(const char* path, RotationLimits rotation_limits);
+  LogFile(const char* path, RotationLimits limits);
 
   // Opens the file, so that later records need no free descriptor, and makes its folder where it is missing. If that
-  // fails, the next record tries again. Where the file ends with a piece of a record, which a process that was ended
-  // has left there, this takes 20 ms to be sure of it. To be called once, before there is a record.
+  // fails, the next record tries again. To be called once, before there is a record.
   void Open();
 
   struct Result {
@@ -47,34 +52,45 @@ class LogFile {
     int error;       // An errno value, or 0 if all was written.
   };
 
-  // Appends `bytes` with one `write`, after a look at the path. If the path can't be opened, they go to the file that
-  // is open, as long as that still has a name. A piece of a record that an earlier failure has left at the file's end
-  // is ended by a line feed first. `now_ns` is the time in nanoseconds: what was seen less than two microseconds ago
-  // is taken as still true. Changes `errno`.
+  // Appends `bytes` with one `write`, after a look at the path and at the file's last byte. If the path can't be
+  // opened, they go to the file that is open, as long as that still has a name.
+  //
+  // A thread that appends one record right after another looks again after 50 microseconds (see burst.h), unless other
+  // processes write to the file too. `now_ns` is the present CLOCK_REALTIME in nanoseconds. Changes `errno`.
   Result Append(const char* bytes, size_t length, int64_t now_ns);
 
   // To be called in a forked child, before anything else is called there.
   void AfterFork();
 
-  const char* Path() const { return path; }
+  // Whether this is the file of that path, by its text.
+  bool IsAt(const char* path) const;
 
  private:
   bool WasJustSeen(int64_t now_ns) const;
-  int Follow(int64_t now_ns, int& open_error);
-  int OpenPath() const;
-  int Rotate() const;
+  Result AppendAfterLook(const char* bytes, size_t length, int64_t now_ns, bool& to_shared);
+  Result Write(int file, const char* bytes, size_t length);
+  bool GetSharedStatus(FileStatus& status) const;
+  Descriptor Follow(const FileStatus& named, bool is_shared, int& open_error) const;
+  Descriptor OpenPath() const;
+  Descriptor Rotate() const;
   void MoveUp() const;
-  void Share(int opened);
-  bool IsShared(const FileStatus& file) const { return shared_inode == file.inode && shared_device == file.device; }
-  void EndTornRecord(int file);
+  bool Share(const Descriptor& opened);
+  bool PutBehindShared(const Descriptor& opened);
+  bool IsOnlyWriter(off_t size_bytes);
+  int EndTornRecord(int file, off_t size_bytes) const;
 
-  const RotationLimits limits;
-  char path[PATH_MAX];
+  const RotationLimits rotation;
+  char path_text[PATH_MAX];
   std::atomic<int> shared_descriptor{-1};
-  // The file behind the shared descriptor. It is open, so no other file gets its number.
+  // The file that was put behind the shared descriptor. As long as it is there it is open, and no other file gets its
+  // number; the program may have closed the descriptor, and another file may have got that number since.
   std::atomic<uint64_t> shared_device{0};
   std::atomic<uint64_t> shared_inode{0};
   std::atomic<bool> is_being_shared{false};
-  std::atomic<bool> may_end_torn{false};
-  std::atomic<int64_t> seen_ns{0};  // When the path was last seen to name the shared file, with room in it.
+  // The shared file's size when all that this process has begun to write is written, if nobody else writes. On a cache
+  // line of its own, because each record changes it.
+  alignas(kCacheLineBytes) std::atomic<off_t> expected_bytes{0};
+  // When the path was last seen to name the shared file, whole and with no other process writing to it; 0 if it was
+  // not.
+  std::atomic<int64_t> seen_ns{0};
 };

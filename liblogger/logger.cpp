@@ -22,7 +22,7 @@ int Logger::PrepareForForks() {
 
 Logger* Logger::Find(const char* path) {
   Logger* logger = g_loggers;
-  while (logger != nullptr && strcmp(logger->file.Path(), path) != 0) logger = logger->next;
+  while (logger != nullptr && !logger->file.IsAt(path)) logger = logger->next;
   return logger;
 }
 

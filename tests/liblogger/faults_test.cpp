@@ -123,16 +123,48 @@ TEST(FullDisk, LetsAnotherProcessEndWhatWasTorn) {
     if (!MountSmallDisk(temp.path(), "128k")) return kNotHere;
     ILog* const log = MakeLogger(temp.path(), "launcher", LOGLEVEL_ERROR);
     if (log == nullptr) return 1;
+    Log(log, LOGLEVEL_ERROR, "first");
     FillDisk(temp.path() + "/ballast");
     for (int i = 0; i < 100; ++i) Log(log, LOGLEVEL_ERROR, "before");
     std::filesystem::remove(temp.path() + "/ballast");
+    const std::string full = ReadFile(temp.path() + "/launcher.log");
+    if (full.empty() || full.back() == '\n') return 4;  // Nothing is torn.
     const int child = RunInChild([log] {
       Log(log, LOGLEVEL_ERROR, "of the child");
       return 0;
     });
     if (child != 0) return 2;
-    const Messages messages = ReadMessages(temp.path() + "/launcher.log");
-    return !messages.empty() && messages.back() == "of the child" ? 0 : 3;
+    const std::string last = ReadLines(temp.path() + "/launcher.log").back();
+    return IsRecord(last) && MessageOf(last) == "of the child" ? 0 : 3;
+  });
+  if (result == kNotHere) GTEST_SKIP() << "no private file system can be mounted here";
+  EXPECT_EQ(result, 0);
+}
+
+TEST(FullDisk, DoesNotLetAQuietProcessWriteBehindAPiece) {
+  const TempFolder temp;
+  const int result = RunInChild([&temp] {
+    if (!MountSmallDisk(temp.path(), "128k")) return kNotHere;
+    ILog* const log = MakeLogger(temp.path(), "launcher", LOGLEVEL_ERROR);
+    int ends[2];
+    if (log == nullptr || pipe(ends) != 0) return 1;
+    Log(log, LOGLEVEL_ERROR, "first");
+    const pid_t quiet = fork();
+    if (quiet == 0) {
+      (void)close(ends[1]);
+      char go = 0;
+      if (read(ends[0], &go, 1) != 1) _exit(1);
+      Log(log, LOGLEVEL_ERROR, "of the quiet process");
+      _exit(0);
+    }
+    FillDisk(temp.path() + "/ballast");
+    for (int i = 0; i < 100; ++i) Log(log, LOGLEVEL_ERROR, "before");
+    std::filesystem::remove(temp.path() + "/ballast");
+    const std::string full = ReadFile(temp.path() + "/launcher.log");
+    if (full.empty() || full.back() == '\n') return 2;  // Nothing is torn.
+    if (write(ends[1], "", 1) != 1 || WaitForChild(quiet) != 0) return 3;
+    const std::string last = ReadLines(temp.path() + "/launcher.log").back();
+    return IsRecord(last) && MessageOf(last) == "of the quiet process" ? 0 : 4;
   });
   if (result == kNotHere) GTEST_SKIP() << "no private file system can be mounted here";
   EXPECT_EQ(result, 0);
