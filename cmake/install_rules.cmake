@@ -1,6 +1,6 @@
 # What `cmake --install` copies, in two components:
 #
-#   runtime      what a user needs: the bundle as it lies in the build folder
+#   runtime      what a user needs: the bundle as it lies in the build folder, and the files that the manual names
 #   development  the headers, both libraries and the CMake package PelluxCommon
 #
 #   cmake --install build/release --component runtime --prefix /opt/pellux
@@ -14,6 +14,13 @@ include(GNUInstallDirs)
 install(DIRECTORY ${pellux_bundle}/Contents
   DESTINATION ${pellux_bundle_name}
   USE_SOURCE_PERMISSIONS
+  COMPONENT runtime)
+
+install(FILES
+  ${PROJECT_SOURCE_DIR}/examples/launch-list.json
+  ${PROJECT_SOURCE_DIR}/examples/launch-list.schema.json
+  ${PROJECT_SOURCE_DIR}/examples/log.ini
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/pellux
   COMPONENT runtime)
 
 # A folder of the headers' own: they are included as "common/..." and "liblogger/...", names that others have, too.

@@ -11,6 +11,7 @@
 
 #include "common/json/json_object.h"
 #include "common/settings/profile.h"
+#include "common/strings/email.h"
 #include "common/strings/split.h"
 #include "tests/support/file_tree.h"
 
@@ -39,7 +40,8 @@ TEST(FirstUse, MayHappenOnSeveralThreadsAtOnce) {
     char level[16];
     right_answers += list.HasObject("0/name") ? 1 : 0;
     right_answers += GetPrivateProfileString("LOG", "LEVEL", "", level, sizeof(level), path) == 5 ? 1 : 0;
+    right_answers += is_email_valid("ada@example.org") ? 1 : 0;
     right_answers += split("a,b", comma).size() == 2 ? 1 : 0;
   });
-  EXPECT_EQ(right_answers, 12);
+  EXPECT_EQ(right_answers, 16);
 }
