@@ -45,14 +45,17 @@ endif()
 
 # pellux_compile(target [WITHOUT_SANITIZERS])
 #
-# Compiles the target's sources as all of ours: C++17 without extensions, our warnings, and headers found by their path
-# from the top folder. WITHOUT_SANITIZERS is for small programs whose threads, memory or exit are looked at from outside.
+# Compiles the target's sources as all of ours: C++17 without extensions, our warnings, hardened, and with headers found
+# by their path from the top folder. WITHOUT_SANITIZERS is for small programs whose threads, memory or exit are looked at from outside.
 function(pellux_compile target)
   cmake_parse_arguments(PARSE_ARGV 1 arg "WITHOUT_SANITIZERS" "" "")
   target_compile_features(${target} PUBLIC cxx_std_17)
-  set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF)
+  set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF POSITION_INDEPENDENT_CODE ON)
   target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
-  target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:pellux_warnings> $<BUILD_INTERFACE:pellux_build_paths>)
+  target_link_libraries(${target} PRIVATE
+    $<BUILD_INTERFACE:pellux_warnings>
+    $<BUILD_INTERFACE:pellux_hardening>
+    $<BUILD_INTERFACE:pellux_build_paths>)
   if(NOT arg_WITHOUT_SANITIZERS)
     target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:pellux_sanitizers>)
   endif()

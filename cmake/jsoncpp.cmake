@@ -29,6 +29,6 @@ add_library(pellux_jsoncpp STATIC
 target_compile_features(pellux_jsoncpp PUBLIC cxx_std_17)
 target_compile_options(pellux_jsoncpp PRIVATE -w)
 target_include_directories(pellux_jsoncpp SYSTEM PUBLIC $<BUILD_INTERFACE:${jsoncpp_SOURCE_DIR}/include>)
-target_link_libraries(pellux_jsoncpp PRIVATE $<BUILD_INTERFACE:pellux_build_paths>)
+target_link_libraries(pellux_jsoncpp PRIVATE $<BUILD_INTERFACE:pellux_hardening> $<BUILD_INTERFACE:pellux_build_paths>)
 set_target_properties(pellux_jsoncpp PROPERTIES CXX_EXTENSIONS OFF CXX_VISIBILITY_PRESET hidden)
 add_library(JsonCpp::JsonCpp ALIAS pellux_jsoncpp)

@@ -5,6 +5,15 @@ set(pellux_uuid_libraries uuid)             # What `uuid_generate_random` is par
 set(pellux_nm_exports -D --defined-only)    # How `nm` lists what a library exports.
 set(pellux_hide_build_paths_when_linking)   # Linkers write no path down.
 
+# What the compiler carries of these; the last two are for one kind of processor each.
+set(pellux_hardening_flags
+  -fstack-protector-strong
+  -fstack-clash-protection
+  -fcf-protection
+  -mbranch-protection=standard)
+# What the dynamic linker writes when a program starts can't be written to later.
+set(pellux_hardening_link_flags LINKER:-z,relro LINKER:-z,now)
+
 # pellux_link_program(target): what linking one of the bundle's programs takes.
 function(pellux_link_program target)
 endfunction()

@@ -6,6 +6,10 @@ set(pellux_nm_exports -gU)                      # How `nm` lists what a library 
 # A linker writes down where each object file lies.
 set(pellux_hide_build_paths_when_linking LINKER:-oso_prefix,${PROJECT_SOURCE_DIR}/)
 
+# The system's linker does the rest by itself: programs may be loaded anywhere, and their constants are read-only.
+set(pellux_hardening_flags -fstack-protector-strong)
+set(pellux_hardening_link_flags)
+
 # pellux_link_program(target): what linking one of the bundle's programs takes.
 function(pellux_link_program target)
   # A program exports nothing that another image could take for its own, `operator new` for one; only its header, which

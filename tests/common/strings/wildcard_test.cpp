@@ -236,7 +236,8 @@ class TurkishLocale {
     for (const char* name : {"tr_TR.ISO-8859-9", "tr_TR.ISO8859-9"}) is_set = is_set || setlocale(LC_CTYPE, name);
     if (is_set) return;
     const std::string compile = "localedef -i tr_TR -f ISO-8859-9 '" + folder.path() + "/tr_TR.ISO-8859-9' 2>/dev/null";
-    (void)system(compile.c_str());
+    const int status = system(compile.c_str());  // Not 0 for mere warnings, too.
+    (void)status;
     (void)setenv("LOCPATH", folder.path().c_str(), 1);
     is_set = setlocale(LC_CTYPE, "tr_TR.ISO-8859-9") != nullptr;
     (void)unsetenv("LOCPATH");
@@ -255,11 +256,12 @@ class TurkishLocale {
 TEST(IsNameInExpression, TakesNoByteAboveAsciiForTheUpperCaseOfALetterInIt) {
   const TurkishLocale turkish;
   if (!turkish.is_set) GTEST_SKIP() << "needs the locale tr_TR.ISO-8859-9, or localedef and what it compiles";
-  ASSERT_EQ(toupper('i'), 0xDD) << "not the locale that this is about";
+  const volatile int i = 'i';  // Compilers know the upper case of a constant, in their own locale.
+  ASSERT_EQ(toupper(i), 0xDD) << "not the locale that this is about";
   EXPECT_FALSE(IsNameInExpressionA("\xDD", "i", true));
   EXPECT_FALSE(IsNameInExpressionA("i", "\xDD", true));
   EXPECT_TRUE(IsNameInExpressionA("\xDD", "\xDD", true));
-  EXPECT_EQ(IsNameInExpressionA("I", "i", true), toupper('I') == toupper('i'));
+  EXPECT_EQ(IsNameInExpressionA("I", "i", true), toupper('I') == toupper(i));
 }
 
 // Returns the end of a page that may be written; the page behind it may not even be read. Both stay until the test
