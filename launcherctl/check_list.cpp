@@ -203,6 +203,7 @@ class ListCheck {
     if (document.at_end && nul != std::string::npos) {
       offset = nul;
       message = "A NUL byte stands here, in the middle of the list; the launcher takes it for the end of the file.";
+      if (nul == 1) message += " The list seems to be UTF-16.";
     }
     AddAt(offset, "not-json", Severity::kError, nullptr,
           {message, kEndsLogged, "Correct the text at this place; more mistakes may follow behind it."});
@@ -329,7 +330,7 @@ class ListCheck {
   }
 
   void CheckMemberNames(const LaunchListItem& item) {
-    static const std::vector<std::string> kKnown = {"name", "program", "argc", "args", "run_once"};
+    static const std::vector<std::string> kKnown = {"name", "program", "args", "argc", "run_once"};
     for (const JsonMember& member : item.member->value.members) {
       if (!member.counts || std::find(kKnown.begin(), kKnown.end(), member.name) != kKnown.end()) continue;
       const std::string meant = NearestOf(member.name, kKnown);

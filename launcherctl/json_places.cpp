@@ -302,7 +302,7 @@ class Reader {
   bool ReadValue(JsonValue& value, int level, bool is_kept, const Token* comma) {
     if (level > kMostLevels) {
       document.too_deep = true;
-      return Fail(position, "More than 1000 levels of nesting.");
+      return Fail(SkipBlanksAndComments(text, position), "More than 1000 levels of nesting.");
     }
     const Token token = ReadTokenBehindComments();
     value.begin = token.begin;

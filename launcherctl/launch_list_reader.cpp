@@ -178,11 +178,11 @@ static void ReadItem(const JsonMember& member, LaunchListItem& item) {
     return;
   }
   std::string name;
-  if (!ConvertToText(item.name_member->value, name)) {
+  if (ConvertToText(item.name_member->value, name)) {
+    item.name = name;
+  } else {
     item.fate = Fate::kEndsReading;
-    return;
   }
-  item.name = name;
   if (item.program_member != nullptr && !ConvertToText(item.program_member->value, item.program)) {
     item.program_converts = Converts::kEndsLauncher;
   }
@@ -240,11 +240,11 @@ static bool IsJsonToTheLauncher(std::string_view text) {
 
 static void Parse(LaunchList& list) {
   const std::string_view bytes = list.file.bytes;
-  if (bytes.empty()) {
+  const std::string_view text = bytes.substr(0, bytes.find('\0'));
+  if (text.empty()) {
     list.state = LaunchList::State::kEmpty;
     return;
   }
-  const std::string_view text = bytes.substr(0, bytes.find('\0'));
   list.document = ReadJson(text);
   if (IsJsonToTheLauncher(text) != list.document.parsed) {
     throw std::logic_error("the launcher's reader and this program's take " + list.path + " for different things");

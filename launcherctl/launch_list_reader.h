@@ -35,7 +35,7 @@ struct LaunchListItem {
   std::optional<int64_t> number;  // Of a key that is a number as the launcher writes it.
   Fate fate = Fate::kSupervised;
 
-  // As the launcher reads them: converted, up to the first NUL. For items with a name; the others keep the defaults.
+  // As the launcher reads them: converted, up to the first NUL. For items with a "name"; the others keep the defaults.
   std::optional<std::string> name;
   std::string program;  // Empty: "program path of NAME is empty" is logged, and nothing is started.
   bool run_once = false;
@@ -67,7 +67,7 @@ struct LaunchList {
   enum class State {
     kRead,       // Parsed; `items` may be empty.
     kNoFile,     // `file.state` says why.
-    kEmpty,      // No bytes: the launcher ends with status 0.
+    kEmpty,      // No bytes, or none before the first NUL.
     kNotJson,    // `document.error` says where; of the nested too deep it says so.
     kNotObject,  // Neither an object nor null.
   };
