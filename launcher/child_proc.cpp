@@ -72,7 +72,7 @@ void ChildProc::Supervise(Gate& first_fork) {
   for (int run = 1; running; ++run) {
     const std::string& path = Program();
     __LOG__A(logger, LOGLEVEL_DEBUG, "[LAUNCHER  ] Start to fork %s", name.c_str());
-    pid = fork();
+    pid = run == 1 ? fork() : ForkInTurn();
     // Only here: afterwards the gate is gone, and a forked child has nobody who waits.
     if (run == 1 && pid != 0) first_fork.Open();
     if (pid < 0) {

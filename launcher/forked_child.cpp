@@ -1,5 +1,6 @@
 #include "launcher/forked_child.h"
 
+#include <pthread.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <unistd.h>
@@ -16,6 +17,18 @@ static void EndForkedChild() {
 void RegisterEndOfForkedChildren() {
   static const int registered = atexit(&EndForkedChild);
   (void)registered;  // It can't fail for the first 32 handlers.
+}
+
+// Has no destructor, because supervisors run until the very end of the process.
+static pthread_mutex_t g_restart_turn = PTHREAD_MUTEX_INITIALIZER;
+
+// In the child of a plain `fork` the copy of the lock may be taken for good, so forked children don't use it.
+pid_t ForkInTurn() {
+  if (g_is_forked_child) return fork();
+  (void)pthread_mutex_lock(&g_restart_turn);
+  const pid_t pid = fork();
+  if (pid != 0) (void)pthread_mutex_unlock(&g_restart_turn);
+  return pid;
 }
 
 // The order matters: until SIGTERM has its default action, it must stay blocked.

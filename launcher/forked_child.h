@@ -7,10 +7,18 @@
 // of a condition variable that `main` waits on would wait for that `main`, which the child does not have.
 #pragma once
 
+#include <sys/types.h>
+
 // Has the forked children of this process that end by `exit`, or because their last thread returns, end with status 0
 // before anything is destroyed. To be called when all globals have been constructed, before the first fork; further
 // calls do nothing. Throws nothing.
 void RegisterEndOfForkedChildren();
+
+// `fork` for a restart: restarts of this process take turns. A fork takes longer the more threads there are, and the
+// system serves the threads of a process one after the other; when hundreds of programs end at once, an item that is
+// started for the first time, by a plain `fork`, waits for one restart and not for all of them. In a forked child it is
+// a plain `fork` itself. Takes a lock outside of forked children.
+pid_t ForkInTurn();
 
 // The child's first act: SIGTERM gets its default action, and the signal mask is again the one that the launcher was
 // started with. Every other signal is as the launcher has it; handlers vanish with `execv`.

@@ -249,6 +249,34 @@ TEST_F(Supervisor, DestructorTakesUpToALongPauseAndNoMore) {
   EXPECT_EQ(g_forks, 5);
 }
 
+TEST_F(Supervisor, ForksForRestartsOneAfterTheOtherAndForAFirstStartAtOnce) {
+  constexpr int kCrashers = 4;
+  std::promise<void> go_on;
+  const std::shared_future<void> may_go_on = go_on.get_future().share();
+  std::atomic<int> forks_of_restarts(0);
+  std::atomic<bool> is_first_start(true);
+  g_before_fork = [&](int) {
+    if (is_first_start) return;
+    ++forks_of_restarts;
+    may_go_on.wait();
+  };
+  std::vector<std::unique_ptr<ChildProc>> crashers;
+  for (int i = 0; i < kCrashers; ++i) {
+    crashers.push_back(std::make_unique<ChildProc>("agent", ShellItem("crasher" + std::to_string(i), "exit 1")));
+  }
+  is_first_start = false;
+  ASSERT_TRUE(WaitUntil([&] { return forks_of_restarts == 1; }));
+  std::this_thread::sleep_for(std::chrono::milliseconds(500));  // The others are due as well.
+  EXPECT_EQ(forks_of_restarts, 1);
+
+  is_first_start = true;
+  const ChildProc first("agent", SleepingItem("first"));  // Returns when its fork has.
+  is_first_start = false;
+  EXPECT_EQ(forks_of_restarts, 1);
+  go_on.set_value();
+  EXPECT_TRUE(WaitUntil([&] { return forks_of_restarts == kCrashers; }));
+}
+
 // The forked children need memory and end on SIGABRT, but not the process that starts them.
 TEST_F(Supervisor, GoesOnWithoutMemory) {
   logger = nullptr;  // This test's own needs memory.
