@@ -2,7 +2,8 @@
 //
 // The compiler does not check the arguments against `format`, so each must have the type that its conversion says;
 // texts are passed as pointers (`name.c_str()`), never as string objects. Text that conversions turn from wide to
-// narrow or back goes through the current locale, which in the application's programs is "C".
+// narrow or back goes through the current locale, which in the application's programs is "C"; `wstring_format` on macOS
+// always reads narrow text as UTF-8.
 //
 // Both functions read `format` up to its first NUL, and the result ends before the first NUL that a conversion
 // produces: string_format("a%cb", 0) is "a". When the text cannot be formatted (a character that the locale does not

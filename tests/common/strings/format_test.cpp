@@ -1,6 +1,7 @@
 #include "common/strings/format.h"
 
 #include <gtest/gtest.h>
+#include <locale.h>
 
 #include <climits>
 
@@ -31,8 +32,14 @@ TEST(StringFormat, EndsBeforeTheFirstNul) {
   EXPECT_EQ(string_format(std::string("a\0%d", 4), 1), "a");
 }
 
+TEST(StringFormat, EndsBeforeTheFirstNulOfALongTextToo) {
+  const std::string text(10000, 'x');
+  EXPECT_EQ(string_format("%s%c%s", text.c_str(), 0, "two"), text);
+  EXPECT_EQ(string_format("a%c%s", 0, text.c_str()), "a");
+}
+
 TEST(StringFormat, HasNoLimitOfLength) {
-  for (const size_t length : {1023U, 1024U, 1025U, 65535U, 65536U, 65537U, 5000000U}) {
+  for (const size_t length : {4092U, 4093U, 4094U, 4095U, 4096U, 4097U, 65535U, 65536U, 65537U, 5000000U}) {
     const std::string text(length, 'x');
     ASSERT_EQ(string_format("<%s>", text.c_str()), "<" + text + ">") << "length: " << length;
     ASSERT_EQ(string_format(text + "%d", 7), text + "7") << "length: " << length;
@@ -53,12 +60,20 @@ TEST(WstringFormat, FormatsAsWprintfDoes) {
   EXPECT_EQ(wstring_format(L"%05d|%-4ls|%+.2f|%x", -42, L"ab", 1.5, 0xBEEFU), L"-0042|ab  |+1.50|beef");
   EXPECT_EQ(wstring_format(L"%s %lc", "narrow", static_cast<wint_t>(L'w')), L"narrow w");
   EXPECT_EQ(wstring_format(L"%*d|%.*ls", 4, 7, 2, L"abc"), L"   7|ab");
+  EXPECT_EQ(wstring_format(L"\x20AC \x1F600 %ls", L"\x20AC \xE9"), L"\x20AC \x1F600 \x20AC \xE9");
 }
 
 TEST(WstringFormat, PassesManyArgumentsOfBothKinds) {
   EXPECT_EQ(wstring_format(L"%d %d %d %d %d %d %d %d %.0f %.0f %.0f %.0f %.0f %.0f %.0f %.0f %.0f %ls", 1, 2, 3, 4, 5,
                            6, 7, 8, 1.0, 2.0, 3.0, 4.0, 5.0, 6.0, 7.0, 8.0, 9.0, L"end"),
             L"1 2 3 4 5 6 7 8 1 2 3 4 5 6 7 8 9 end");
+}
+
+TEST(WstringFormat, LeavesTheThreadsLocaleAsItWas) {
+  const locale_t before = uselocale(nullptr);
+  (void)wstring_format(L"\x20AC%d", 1);
+  (void)wstring_format(L"a%s", "\x80");
+  EXPECT_EQ(uselocale(nullptr), before);
 }
 
 TEST(WstringFormat, EndsBeforeTheFirstNul) {

@@ -1,0 +1,3 @@
+#include "common/strings/format_locale.h"
+
+std::shared_ptr<void> EnterFormatLocale() { return nullptr; }
