@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "tests/common/strings/models/email.h"
+#include "tests/support/texts.h"
 
 TEST(IsEmailValid, AcceptsTheFormAndNothingElse) {
   const struct {
@@ -29,21 +30,6 @@ TEST(IsEmailValid, AcceptsTheFormAndNothingElse) {
 TEST(IsEmailValid, TreatsAnEmbeddedNulAsAnyOtherForeignByte) {
   EXPECT_FALSE(is_email_valid(std::string("ab@ef.gh\0", 9)));
   EXPECT_FALSE(is_email_valid(std::string("a\0b@ef.gh", 9)));
-}
-
-// Calls `use` with every text of 1 to `longest` characters of `alphabet`.
-template <typename Use>
-static void ForEachText(const std::string& alphabet, size_t longest, Use use) {
-  std::string text;
-  const auto extend = [&](const auto& self) -> void {
-    for (const char c : alphabet) {
-      text.push_back(c);
-      use(text);
-      if (text.size() < longest) self(self);
-      text.pop_back();
-    }
-  };
-  extend(extend);
 }
 
 static bool Matches(const std::string& text) {

@@ -2,6 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
+#include <string>
+
+#include "tests/common/strings/models/replace.h"
+#include "tests/support/texts.h"
+
 TEST(ReplaceAll, StepsOverTheSearchedTextInBothWidths) {
   const struct {
     std::string text;
@@ -32,9 +38,9 @@ TEST(ReplaceAll, StepsOverTheSearchedTextInBothWidths) {
     replace_all(text, row.from, row.to);
     EXPECT_EQ(text, row.expected) << row.text << ": " << row.from << " -> " << row.to;
 
-    std::wstring wide(row.text.begin(), row.text.end());
-    replace_all(wide, {row.from.begin(), row.from.end()}, {row.to.begin(), row.to.end()});
-    EXPECT_EQ(wide, std::wstring(row.expected.begin(), row.expected.end())) << row.text << ", wide";
+    std::wstring wide = Widen(row.text);
+    replace_all(wide, Widen(row.from), Widen(row.to));
+    EXPECT_EQ(wide, Widen(row.expected)) << row.text << ", wide";
   }
 }
 
@@ -42,4 +48,49 @@ TEST(ReplaceAll, TreatsNulAsAnyOtherCharacter) {
   std::string text("a\0b\0c", 5);
   replace_all(text, std::string(1, '\0'), "--");
   EXPECT_EQ(text, "a--b--c");
+}
+
+// Returns whether the model comes to an end; only then may the function be called.
+static bool AgreesWithTheModelIfItEnds(const std::string& text, const std::string& from, const std::string& to) {
+  std::string expected = text;
+  if (!ModelReplaceAll(expected, from, to, 2 * text.size() + 2)) return false;
+  std::string actual = text;
+  replace_all(actual, from, to);
+  EXPECT_EQ(actual, expected) << "'" << text << "': '" << from << "' -> '" << to << "'";
+  return true;
+}
+
+TEST(ReplaceAll, AgreesWithTheModelOnAllShortTexts) {
+  ForEachText("ab", 3, [](const std::string& from) {
+    if (from.empty()) return;
+    ForEachText("ab-", 4, [&from](const std::string& to) {
+      ForEachText("ab", 6, [&](const std::string& text) { (void)AgreesWithTheModelIfItEnds(text, from, to); });
+    });
+  });
+}
+
+TEST(ReplaceAll, AgreesWithTheModelOnLongerTexts) {
+  std::mt19937 random(20240229);
+  int compared = 0;
+  for (size_t i = 0; i < 300000; ++i) {
+    const std::string alphabet("aab\0\xC3", i % 4 + 2);
+    const std::string from = RandomText(random, alphabet, 3) + 'a';
+    const std::string to = RandomText(random, alphabet + "-", 7);
+    if (AgreesWithTheModelIfItEnds(RandomText(random, alphabet, 60), from, to)) ++compared;
+  }
+  EXPECT_GT(compared, 100000);
+}
+
+TEST(ReplaceAll, AgreesWithTheModelOnWideTexts) {
+  std::mt19937 random(20240229);
+  for (int i = 0; i < 50000; ++i) {
+    const std::wstring text = Widen(RandomText(random, "aab", 40));
+    const std::wstring from = Widen(RandomText(random, "aab", 3)) + L'b';
+    const std::wstring to = Widen(RandomText(random, "ab--", 6));
+    std::wstring expected = text;
+    if (!ModelReplaceAll(expected, from, to, 2 * text.size() + 2)) continue;
+    std::wstring actual = text;
+    replace_all(actual, from, to);
+    ASSERT_EQ(actual, expected);
+  }
 }

@@ -4,6 +4,8 @@
 
 #include <utility>
 
+#include "tests/support/texts.h"
+
 using TextAndPieces = std::pair<std::string, std::vector<std::string>>;
 
 static const std::vector<TextAndPieces>& Rows() {
@@ -14,8 +16,6 @@ static const std::vector<TextAndPieces>& Rows() {
   };
   return rows;
 }
-
-static std::wstring Widen(const std::string& text) { return {text.begin(), text.end()}; }
 
 TEST(Split, ReturnsThePiecesBetweenTheMatches) {
   for (const auto& [text, pieces] : Rows()) EXPECT_EQ(split(text, std::regex("=")), pieces) << "text: " << text;

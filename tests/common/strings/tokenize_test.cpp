@@ -5,14 +5,14 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "tests/support/texts.h"
+
 using Narrow = std::function<std::string(std::string&)>;
 using Wide = std::function<std::wstring(std::wstring&)>;
 
 static std::string AsItIs(std::string& token) { return token; }
 
 static std::wstring AsItIsWide(std::wstring& token) { return token; }
-
-static std::wstring Widen(const std::string& text) { return {text.begin(), text.end()}; }
 
 static std::vector<std::wstring> Widen(const std::vector<std::string>& texts) {
   std::vector<std::wstring> wide;

@@ -15,8 +15,7 @@
 
 #include "tests/common/strings/models/wildcard.h"
 #include "tests/support/temp_folder.h"
-
-static std::wstring Widen(const std::string& text) { return {text.begin(), text.end()}; }
+#include "tests/support/texts.h"
 
 TEST(IsNameInExpression, AnswersAsTheTableSaysInBothWidths) {
   const struct {
@@ -82,17 +81,6 @@ TEST(IsNameInExpression, IgnoresCaseOnRequest) {
   EXPECT_TRUE(IsNameInExpressionA("<B*cD", "ab.CdXcd", true)) << "in what wildcards try, too";
 }
 
-// Calls `use` with every text of up to `longest` characters of `alphabet`.
-template <typename Use>
-static void ForEachText(const std::string& alphabet, size_t longest, Use use) {
-  std::vector<std::string> texts = {""};
-  for (size_t i = 0; i < texts.size(); ++i) {
-    use(texts[i]);
-    if (texts[i].size() == longest) continue;
-    for (const char c : alphabet) texts.push_back(texts[i] + c);
-  }
-}
-
 static void CheckAgainstTheModel(const std::string& expression, const std::string& name) {
   for (const bool ignore_case : {false, true}) {
     const bool expected = ModelMatches(expression.c_str(), name.c_str(), ignore_case);
@@ -120,14 +108,6 @@ TEST(IsNameInExpression, AgreesWithTheModelOnAllExpressionsOfFiveCharactersWitho
       ASSERT_EQ(IsNameInExpressionA(expression.c_str(), name.c_str(), false), expected) << expression << " / " << name;
     }
   });
-}
-
-static std::string RandomText(std::mt19937& random, const std::string& alphabet, size_t longest) {
-  std::string text;
-  for (size_t length = random() % (longest + 1); text.size() < length;) {
-    text.push_back(alphabet[random() % alphabet.size()]);
-  }
-  return text;
 }
 
 TEST(IsNameInExpression, AgreesWithTheModelOnLongerExpressions) {
