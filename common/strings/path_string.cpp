@@ -1,5 +1,6 @@
 #include "common/strings/path_string.h"
 
+#include <algorithm>
 #include <cstddef>
 
 static constexpr char kDivider = '/';
@@ -23,12 +24,9 @@ std::string remove_tail_slashes(std::string path) {
 }
 
 std::string remove_duplicated_slashes(std::string path) {
-  std::string kept;
-  for (const char c : path) {
-    if (c == kDivider && !kept.empty() && kept.back() == kDivider) continue;
-    kept += c;
-  }
-  return kept;
+  const auto both_divide = [](char a, char b) { return a == kDivider && b == kDivider; };
+  path.erase(std::unique(path.begin(), path.end(), both_divide), path.end());
+  return path;
 }
 
 void split_container_name(std::string path, std::string& container, std::string& rest) {

@@ -15,9 +15,9 @@
 // - `to` holds `from` behind its first `from.size()` characters, as in replacing "a" by "ba" or by "aa": each
 //   replacement is found again, and `text` grows until memory is exhausted.
 //
-// The time is linear in what is read and written, the memory at most twice the longer of both texts. Nothing is allocated
-// unless `to` is longer than `from`. Throws only what allocation throws; `text` then holds the replacements made so far. `from` and `to` must be other
-// objects than `text`. Safe to call from any thread on texts of its own.
+// The time is linear in what is read and written. Nothing is allocated unless `to` is longer than `from`. Throws only
+// what allocation throws; `text` then holds the replacements made so far. `from` and `to` must be other objects than
+// `text`. Safe to call from any thread on texts of its own.
 //
 //   std::string text = "x-y-z";
 //   replace_all(text, "-", "+");  // text is "x+y+z"

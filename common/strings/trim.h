@@ -13,8 +13,12 @@
 //   std::string line = "  value\r\n";
 //   trim(line);  // line is "value"
 [[maybe_unused]] static std::string& trim(std::string& text) {
-  static constexpr const char* kBlanks = " \t\n\v\f\r";
-  text.erase(text.find_last_not_of(kBlanks) + 1);  // npos + 1 is 0: nothing but blanks.
-  text.erase(0, text.find_first_not_of(kBlanks));
+  const auto is_blank = [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
+  auto end = text.end();
+  while (end != text.begin() && is_blank(end[-1])) --end;
+  text.erase(end, text.end());
+  auto start = text.begin();
+  while (start != text.end() && is_blank(*start)) ++start;
+  text.erase(text.begin(), start);
   return text;
 }

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <stdexcept>
 
 TEST(Join, PutsTheSeparatorBetweenItems) {
@@ -17,8 +18,23 @@ TEST(Join, PutsTheSeparatorBetweenItems) {
       {{"", ""}, ", ", ", "},
       {{"", "a", ""}, "-", "-a-"},
       {{std::string("a\0b", 3), "c"}, std::string(1, '\0'), std::string("a\0b\0c", 5)},
+      {{"a", std::string("b\0c", 3)}, "-", std::string("a-b\0c", 5)},
+      {{std::string("\0a", 2)}, "-", std::string("\0a", 2)},
   };
   for (const auto& row : rows) EXPECT_EQ(join(row.items, row.separator), row.expected) << "result: " << row.expected;
+}
+
+TEST(Join, AgreesWithAStreamOnItemsOfAllLengths) {
+  for (size_t longest = 0; longest < 60; ++longest) {
+    std::vector<std::string> items;
+    std::ostringstream expected;
+    for (size_t length = 0; length <= longest; ++length) {
+      if (length > 0) expected << ", ";
+      items.emplace_back(length, 'x');
+      expected << items.back();
+    }
+    EXPECT_EQ(join(items, ", "), expected.str());
+  }
 }
 
 TEST(Join, ThrowsWhenThereIsNothingToJoin) {

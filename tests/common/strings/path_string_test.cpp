@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/texts.h"
+
 static const std::string kNul(1, '\0');
 
 TEST(EnsureEndsWithDivider, AddsASlashWhereThereIsNone) {
@@ -37,6 +39,16 @@ TEST(RemoveDuplicatedSlashes, ShortensRunsOfSlashesAndLeavesBackslashes) {
   } rows[] = {{"//a///b/", "/a/b/"}, {"a\\\\b", "a\\\\b"}, {"", ""},         {"/", "/"},    {"////", "/"},
               {"a/b", "a/b"},        {"/\\/", "/\\/"},     {"\\\\", "\\\\"}, {"a//", "a/"}, {"/\\//\\", "/\\/\\"}};
   for (const auto& row : rows) EXPECT_EQ(remove_duplicated_slashes(row.path), row.expected) << "path: " << row.path;
+}
+
+TEST(RemoveDuplicatedSlashes, AgreesWithKeepingCharactersOneByOne) {
+  ForEachText("/\\a", 8, [](const std::string& path) {
+    std::string expected;
+    for (const char c : path) {
+      if (c != '/' || expected.empty() || expected.back() != '/') expected += c;
+    }
+    ASSERT_EQ(remove_duplicated_slashes(path), expected) << "path: " << path;
+  });
 }
 
 TEST(SplitContainerName, SplitsAtTheFirstSlashBehindTheLeadingOnes) {

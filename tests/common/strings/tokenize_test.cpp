@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <random>
 #include <stdexcept>
 
+#include "tests/common/strings/models/tokenize.h"
 #include "tests/support/texts.h"
 
 using Narrow = std::function<std::string(std::string&)>;
@@ -185,4 +187,37 @@ TEST(TokenTransform, LetsItsExceptionsPass) {
     EXPECT_THROW(splitter("a,b,c", throw_at_b), std::runtime_error) << name;
     EXPECT_EQ(calls, 2) << name;
   }
+}
+
+static void CheckAgainstTheModels(const std::string& text, const std::string& delimiters) {
+  ASSERT_EQ(split_delim(text, delimiters, AsItIs), ModelSplitDelim<std::string>(text, delimiters, AsItIs))
+      << text << " at " << delimiters;
+  ASSERT_EQ(split_delim(Widen(text), Widen(delimiters), AsItIsWide),
+            ModelSplitDelim<std::wstring>(Widen(text), Widen(delimiters), AsItIsWide))
+      << text << " at " << delimiters << ", wide";
+  if (delimiters.empty()) return;
+  ASSERT_EQ(tokenize(text, delimiters, AsItIs), ModelTokenizeAtText<std::string>(text, delimiters, AsItIs))
+      << text << " at " << delimiters;
+  ASSERT_EQ(tokenize(text, delimiters[0], AsItIs), ModelTokenizeAtCharacter<std::string>(text, delimiters[0], AsItIs))
+      << text << " at " << delimiters[0];
+}
+
+TEST(TokenTransform, SeesWhatTheModelsGiveForAllShortTexts) {
+  ForEachText("ab,", 2, [](const std::string& delimiters) {
+    ForEachText("ab,", 7, [&delimiters](const std::string& text) { CheckAgainstTheModels(text, delimiters); });
+  });
+}
+
+TEST(TokenTransform, SeesWhatTheModelsGiveForLongerTexts) {
+  std::mt19937 random(20240229);
+  const std::string alphabet("aab,;\0\x80\xFF", 8);
+  for (int i = 0; i < 20000; ++i) {
+    CheckAgainstTheModels(RandomText(random, alphabet, 80), RandomText(random, alphabet, 3));
+  }
+}
+
+TEST(TokenTransform, MayTakeTheTokenAway) {
+  const std::string text = "a token that is longer than a short string,b,another token that is longer than that";
+  const auto take = [](std::string& token) { return std::move(token); };
+  for (const auto& [name, splitter] : kSplitters) EXPECT_EQ(splitter(text, take), splitter(text, AsItIs)) << name;
 }

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/texts.h"
+
 TEST(Trim, RemovesBlanksAtBothEndsAndKeepsTheRest) {
   const struct {
     std::string text;
@@ -37,4 +39,16 @@ TEST(Trim, ReturnsTheObjectThatItWasGiven) {
   EXPECT_EQ(&trim(text), &text);
   text = trim(text);
   EXPECT_EQ(text, "a");
+}
+
+// Told literally: from the end, then from the start, as long as there is a blank.
+TEST(Trim, AgreesWithTakingBlanksOneByOne) {
+  ForEachText(" \t\ra", 6, [](const std::string& text) {
+    const auto is_blank = [](char c) { return std::string(" \t\n\v\f\r").find(c) != std::string::npos; };
+    std::string expected = text;
+    while (!expected.empty() && is_blank(expected.back())) expected.pop_back();
+    while (!expected.empty() && is_blank(expected.front())) expected.erase(0, 1);
+    std::string actual = text;
+    ASSERT_EQ(trim(actual), expected) << "text: " << text;
+  });
 }
