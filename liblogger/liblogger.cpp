@@ -17,7 +17,7 @@ static std::mutex g_mutex;
 
 static char g_location[PATH_MAX];
 static bool g_is_prepared = false;
-static UtcOffsets g_utc_offsets;  // Never changed once there are loggers.
+static UtcOffsets* g_utc_offsets = nullptr;  // Never changed once it is there, and never deleted: threads log at exit.
 
 // What stands between the location and a path's end: the longest module's file after four rotations.
 static constexpr size_t kLongestFileNameBytes = sizeof("/") + kLongestModuleBytes + sizeof(".log.4");
@@ -39,9 +39,11 @@ static void SurviveFileSizeLimit() {
 
 static int PrepareProcess() {
   if (g_is_prepared) return 0;
+  if (g_utc_offsets == nullptr) g_utc_offsets = new (std::nothrow) UtcOffsets;
+  if (g_utc_offsets == nullptr) return ENOMEM;
   const int error = Logger::PrepareForForks();
   if (error != 0) return error;
-  g_utc_offsets.Learn(time(nullptr));
+  g_utc_offsets->Learn(time(nullptr));
   g_is_prepared = true;
   return 0;
 }
@@ -59,6 +61,7 @@ int InitLogger(const char* location) {
   SurviveFileSizeLimit();
   int error = MakeFolder(location);
   if (error == 0) error = TryFolder(location);
+  if (error == 0) error = FindTakenPlace(location);
   if (error == 0) error = PrepareProcess();
   if (error == 0) (void)snprintf(g_location, sizeof(g_location), "%s", location);
   return error;
@@ -74,7 +77,7 @@ int GetLogger(int, const char* module, LOGLEVEL level, ILog** log) {
   if (logger != nullptr) {
     logger->SetLevel(level);
   } else {
-    logger = new (std::nothrow) Logger(path, module, level, g_utc_offsets, kDefaultLimits);
+    logger = new (std::nothrow) Logger(path, module, level, *g_utc_offsets, kDefaultLimits);
   }
   if (logger == nullptr) return ENOMEM;
   *log = logger;

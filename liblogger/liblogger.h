@@ -18,9 +18,10 @@
 // nothing, in the whole process and until `execv`; any other action is left alone. A program that restores the default
 // later ends at such a write.
 //
-// Local time: the offset from UTC is looked up in a table of its changes, because the C library's time-zone functions
-// take a lock. The first `InitLogger` makes the table, for forty years; so the offset changes with daylight saving,
-// and a new time zone of the machine is seen by the next process.
+// Local time: the first `InitLogger` reads the file of the time zone, because the C library's time-zone functions take
+// a lock. So the offset from UTC changes with daylight saving for as long as the process lives, and a new time zone of
+// the machine is seen by the next process. Where the C library has another answer than the file, its offset of that
+// moment is kept.
 //
 // Lifetime: an `ILog` lives as long as the process. It is never destroyed, not even while the process exits, so
 // threads may log until the very end. The library stays loaded even if `dlclose` is called.
@@ -67,6 +68,10 @@ extern "C" {
 // there; loggers that were handed out before keep theirs. Returns 0 if a record could be written there, which is
 // tried with a file that is removed again, and otherwise an errno value: EINVAL if `location` is null or not an
 // absolute path, ENAMETOOLONG, or what the system answered. An earlier location stays in force then.
+//
+// The place of a log may be taken there: by a symbolic link (ELOOP), a folder (EISDIR) or anything else but a regular
+// file (EINVAL) whose name ends in ".log". Nothing is ever written to such a thing, and a record that is lost can't
+// tell of itself, so this is told here.
 LIBLOGGER_API int InitLogger(const char* location);
 
 // Sets `*log` to the logger of `<location>/<module>.log`, which lets records at or above `level` through. Asked again

@@ -1,5 +1,6 @@
 #include "liblogger/log_folder.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -8,6 +9,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 
 static constexpr mode_t kFolderMode = 0700;
 
@@ -46,4 +48,23 @@ int TryFolder(const char* path) {
   (void)unlink(trial);
   (void)close(file);
   return error;
+}
+
+static bool IsLogName(const char* name) {
+  constexpr char kEnd[] = ".log";
+  const size_t length = strlen(name);
+  return name[0] != '.' && length >= sizeof(kEnd) && strcmp(name + length - (sizeof(kEnd) - 1), kEnd) == 0;
+}
+
+int FindTakenPlace(const char* path) {
+  const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(path), &closedir);
+  if (folder == nullptr) return 0;
+  while (const dirent* const entry = readdir(folder.get())) {
+    struct stat found = {};
+    if (!IsLogName(entry->d_name)) continue;
+    if (fstatat(dirfd(folder.get()), entry->d_name, &found, AT_SYMLINK_NOFOLLOW) != 0 || S_ISREG(found.st_mode))
+      continue;
+    return S_ISLNK(found.st_mode) ? ELOOP : S_ISDIR(found.st_mode) ? EISDIR : EINVAL;
+  }
+  return 0;
 }

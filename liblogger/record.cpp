@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "liblogger/calendar.h"
+
 // Appends to a buffer that is large enough by construction. Not `snprintf`: the columns are written for every record,
 // and by hand they cost a tenth.
 struct Writer {
@@ -67,48 +69,26 @@ static void WriteLevel(LOGLEVEL level, Writer& out) {
   while (out.end - column < kColumnWidth) out.Byte(' ');
 }
 
-// The calendar date of a day counted from 1970-01-01, in the proleptic Gregorian calendar. Done by arithmetic, because
-// the C library's time functions take a lock, which a forked child may find held for ever.
-static void CivilFromDays(int64_t days, int64_t& year, uint32_t& month, uint32_t& day) {
-  const int64_t since_march_0000 = days + 719468;  // Years begin in March here, so that leap days end them.
-  const int64_t era = (since_march_0000 >= 0 ? since_march_0000 : since_march_0000 - 146096) / 146097;
-  const auto day_of_era = static_cast<uint32_t>(since_march_0000 - era * 146097);
-  const uint32_t year_of_era = (day_of_era - day_of_era / 1460 + day_of_era / 36524 - day_of_era / 146096) / 365;
-  const uint32_t day_of_year = day_of_era - (365 * year_of_era + year_of_era / 4 - year_of_era / 100);
-  const uint32_t march_month = (5 * day_of_year + 2) / 153;
-  day = day_of_year - (153 * march_month + 2) / 5 + 1;
-  month = march_month < 10 ? march_month + 3 : march_month - 9;
-  year = year_of_era + era * 400 + (month <= 2 ? 1 : 0);
-}
-
 static void WriteTime(const timespec& time, int64_t utc_offset_seconds, Writer& out) {
-  constexpr int64_t kDaySeconds = 86400;
+  constexpr uint32_t kHourSeconds = 3600;
+  constexpr uint32_t kMinuteSeconds = 60;
   const int64_t local = static_cast<int64_t>(time.tv_sec) + utc_offset_seconds;
-  int64_t days = local / kDaySeconds;
-  int64_t second_of_day = local % kDaySeconds;
-  if (second_of_day < 0) {
-    second_of_day += kDaySeconds;
-    --days;
-  }
-  int64_t year = 0;
-  uint32_t month = 0;
-  uint32_t day = 0;
-  CivilFromDays(days, year, month, day);
-  const auto offset_minutes =
-      static_cast<uint32_t>((utc_offset_seconds < 0 ? -utc_offset_seconds : utc_offset_seconds) / 60);
+  const int64_t days = DaysFromSeconds(local);
+  const Date date = DateFromDays(days);
+  const auto clock = static_cast<uint32_t>(local - days * kDaySeconds);
+  const auto offset = static_cast<uint32_t>(utc_offset_seconds < 0 ? -utc_offset_seconds : utc_offset_seconds);
 
-  const auto clock = static_cast<uint32_t>(second_of_day);
-  out.Number(static_cast<uint64_t>(std::max<int64_t>(year, 0)), 4, '0');
+  out.Number(static_cast<uint64_t>(std::max<int64_t>(date.year, 0)), 4, '0');
   out.Byte('-');
-  out.TwoDigits(month, '-');
-  out.TwoDigits(day, 'T');
-  out.TwoDigits(clock / 3600, ':');
-  out.TwoDigits(clock / 60 % 60, ':');
-  out.TwoDigits(clock % 60, '.');
+  out.TwoDigits(date.month, '-');
+  out.TwoDigits(date.day, 'T');
+  out.TwoDigits(clock / kHourSeconds, ':');
+  out.TwoDigits(clock % kHourSeconds / kMinuteSeconds, ':');
+  out.TwoDigits(clock % kMinuteSeconds, '.');
   out.Number(static_cast<uint32_t>(time.tv_nsec) / 1000000, 3, '0');
   out.Byte(utc_offset_seconds < 0 ? '-' : '+');
-  out.TwoDigits(offset_minutes / 60, ':');
-  out.TwoDigits(offset_minutes % 60, ' ');
+  out.TwoDigits(offset / kHourSeconds, ':');
+  out.TwoDigits(offset % kHourSeconds / kMinuteSeconds, ' ');
 }
 
 static void WriteColumns(const RecordOrigin& origin, Writer& out) {

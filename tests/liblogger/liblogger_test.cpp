@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <thread>
 
 #include "tests/liblogger/support.h"
@@ -66,6 +67,38 @@ TEST(InitLogger, AnswersWithTheReasonWhyALocationCannotBeUsed) {
   };
   for (const auto& row : rows) EXPECT_EQ(InitLogger(row.location.c_str()), row.expected) << row.what;
   EXPECT_EQ(InitLogger(nullptr), EINVAL);
+}
+
+TEST(InitLogger, TellsWhatTakesThePlaceOfALog) {
+  const TempFolder temp;
+  const std::string log = temp.path() + "/launcher.log";
+  const struct {
+    const char* what;
+    std::function<bool()> make;
+    int expected;
+  } rows[] = {
+      {"a file", [&] { return bool(std::ofstream(log) << "x"); }, 0},
+      {"a link to a file", [&] { return symlink("elsewhere", log.c_str()) == 0; }, ELOOP},
+      {"a link to nothing", [&] { return symlink("nowhere", log.c_str()) == 0; }, ELOOP},
+      {"a folder", [&] { return mkdir(log.c_str(), 0700) == 0; }, EISDIR},
+      {"a FIFO", [&] { return mkfifo(log.c_str(), 0600) == 0; }, EINVAL},
+      {"a link to a device", [&] { return symlink("/dev/null", log.c_str()) == 0; }, ELOOP},
+  };
+  std::ofstream(temp.path() + "/elsewhere") << "x";
+  for (const auto& row : rows) {
+    ASSERT_TRUE(row.make()) << row.what;
+    EXPECT_EQ(InitLogger(temp.path().c_str()), row.expected) << row.what;
+    std::filesystem::remove(log);
+  }
+  EXPECT_EQ(InitLogger(temp.path().c_str()), 0);
+}
+
+TEST(InitLogger, IsNotConcernedWithOtherNames) {
+  const TempFolder temp;
+  for (const char* name : {"launcher.log.1", "launcher.logs", ".log", ".hidden.log", "log"}) {
+    ASSERT_EQ(symlink("nowhere", (temp.path() + "/" + name).c_str()), 0);
+  }
+  EXPECT_EQ(InitLogger(temp.path().c_str()), 0);
 }
 
 TEST(InitLogger, KeepsTheLocationWhenAnotherOneFails) {
