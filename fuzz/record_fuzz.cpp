@@ -4,10 +4,10 @@
 
 #include <cstdarg>
 #include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <vector>
 
+#include "fuzz/require.h"
 #include "liblogger/record.h"
 
 __attribute__((format(printf, 2, 3))) static std::string Format(const RecordOrigin& origin, const char* format, ...) {
@@ -17,12 +17,6 @@ __attribute__((format(printf, 2, 3))) static std::string Format(const RecordOrig
   const size_t length = FormatRecord(origin, format, arguments, record.data());
   va_end(arguments);
   return {record.data(), length};
-}
-
-static void Require(bool holds, const char* claim) {
-  if (holds) return;
-  fprintf(stderr, "Does not hold: %s\n", claim);
-  abort();
 }
 
 // Decodes the character at `position`; returns its length, or 0 where there is no well-formed one.

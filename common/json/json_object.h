@@ -149,7 +149,9 @@ class JsonObject {
   bool InsertArrayItem(JsonObject& item);
 
   // Remove an element (of its index the low 32 bits count; later ones move down) or a member. False, and nothing
-  // changed, when it does not exist or the target is of another kind.
+  // changed, when it does not exist or the target is of another kind. Elements that `operator[]` has grown an array
+  // over show as null and are counted, but do not exist until they are indexed themselves: they can't be removed, and
+  // those right before the last element vanish with it.
   bool RemoveArrayItem(unsigned long index);
   bool Remove(const char* key);
 

@@ -936,6 +936,15 @@ TEST(RemoveArrayItem, ShowsTheNextNeighbourThroughViews) {
   EXPECT_EQ(static_cast<std::string>(second), "c");
 }
 
+TEST(RemoveArrayItem, TakesOnlyWhatWasIndexedOfAGrownArray) {
+  JsonObject document("[1]");
+  (void)document[3];
+  EXPECT_FALSE(document.RemoveArrayItem(2));
+  EXPECT_EQ(document.ToText(), "[1,null,null,null]");
+  EXPECT_TRUE(document.RemoveArrayItem(3));
+  EXPECT_EQ(document.ToText(), "[1]");
+}
+
 TEST(RemoveArrayItem, AnswersFalseForWhatIsNoArray) {
   for (const char* text : {"null", "{\"0\":1}", "1", "\"text\"", "[]"}) {
     JsonObject document(text);
