@@ -265,7 +265,7 @@ TEST_F(Supervisor, ForksForRestartsOneAfterTheOtherAndForAFirstStartAtOnce) {
     crashers.push_back(std::make_unique<ChildProc>("agent", ShellItem("crasher" + std::to_string(i), "exit 1")));
   }
   is_first_start = false;
-  ASSERT_TRUE(WaitUntil([&] { return forks_of_restarts == 1; }));
+  EXPECT_TRUE(WaitUntil([&] { return forks_of_restarts > 0; }));
   std::this_thread::sleep_for(std::chrono::milliseconds(500));  // The others are due as well.
   EXPECT_EQ(forks_of_restarts, 1);
 
