@@ -1,0 +1,56 @@
+#include "tests/support/fault_scene.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <sstream>
+
+#include "tests/support/files.h"
+#include "tests/support/test_process.h"
+
+std::string WhyNoFaults() {
+#if defined(PELLUX_HAS_SANITIZERS)
+  return "a sanitizer has replaced the heap and the clock already";
+#else
+  return LibrariesReplaceSystemFunctions() ? "" : "here a preloaded library takes the place of no system function";
+#endif
+}
+
+int SoakFactor() {
+  const char* const factor = getenv("PELLUX_SOAK");
+  return factor != nullptr && atoi(factor) > 0 ? atoi(factor) : 1;
+}
+
+void ShowFigures(const std::string& figures) {
+  (void)printf("figures: %s\n", figures.c_str());
+  (void)fflush(stdout);
+}
+
+LauncherProcess::Options WithFaults(const Bundle& bundle, std::map<std::string, std::string> faults) {
+  LauncherProcess::Options options;
+  options.environment = std::move(faults);
+  options.environment["LD_PRELOAD"] = INJECTED_FAULTS;
+  options.environment["INJECTED_REPORT"] = bundle.PathOf("report");
+  return options;
+}
+
+InjectedReport ReadReport(const Bundle& bundle) {
+  InjectedReport report;
+  for (const std::string& line : ReadLines(bundle.PathOf("report"))) {
+    std::istringstream fields(line);
+    std::string what;
+    pid_t process = 0;
+    fields >> what >> process;
+    if (what == "kill") {
+      InjectedReport::Kill& call = report.kills.emplace_back();
+      call.process = process;
+      fields >> call.target >> call.number;
+    } else if (what == "pause") {
+      InjectedReport::Pause& call = report.pauses.emplace_back();
+      call.process = process;
+      fields >> call.thread >> call.nanoseconds;
+    } else if (what == "allocations") {
+      fields >> report.allocations[process];
+    }
+  }
+  return report;
+}
