@@ -236,7 +236,7 @@ static void Learn(RunningLauncher& launcher, const Observation& observation, boo
   facts.waits_on_no_file =
       IsNoFile(launcher.list_path) || IsNoFile(launcher.settings.sdk_file) || IsNoFile(launcher.settings.log_file);
   const bool settings_were_changed = FileModifiedMs(launcher.settings.log_file) > process.started_ms + kSlackMs;
-  facts.log_shows_ends = launcher.settings.level != LOGLEVEL_CRITICAL || settings_were_changed;
+  facts.log_shows_ends = launcher.settings.level != LOGLEVEL_CRITICAL && !settings_were_changed;
   facts.now_ms = observation.now_ms;
   launcher.known = Infer(facts);
   if (launcher.known.shows_starts) launcher.level = "DEBUG";

@@ -19,6 +19,8 @@
 #include "launcherctl/nearest.h"
 #include "launcherctl/output.h"
 #include "launcherctl/status_verb.h"
+#include "launcherctl/stop_verb.h"
+#include "launcherctl/why_verb.h"
 
 static constexpr const char* kSummary =
     "Shows what the launcher is doing, and why a program does not run.\n"
@@ -88,6 +90,34 @@ static void AddStatus(CommandLine& line) {
   verb->callback([&line] { line.run = [](Output& out) { return RunStatus(options, out); }; });
 }
 
+static void AddWhy(CommandLine& line) {
+  static WhyOptions options;
+  CLI::App* const verb =
+      line.AddVerb("why", "Why an item's program does not run: the cause, what proves it, what to do");
+  CLI::Option* const name =
+      verb->add_option("NAME", options.name, "An item; without it, the launcher and what is worst in it");
+  verb->add_option("--list", options.list_path, "The launch list, for when no launcher runs")->type_name("LIST");
+  verb->add_option("--pid", options.which.pid, "Only the launcher with this process id")->type_name("PID");
+  verb->callback([&line, name] {
+    line.run = [name](Output& out) {
+      options.has_name = name->count() > 0;
+      return RunWhy(options, out);
+    };
+  });
+}
+
+static void AddStop(CommandLine& line) {
+  static StopOptions options;
+  CLI::App* const verb = line.AddVerb("stop", "An orderly stop, refused where SIGTERM would reach strangers");
+  verb->add_option("--pid", options.pid, "The launcher; needed where several run")->type_name("PID");
+  verb->add_option("--timeout", options.timeout_seconds, "How long to wait for the end")
+      ->type_name("SECONDS")
+      ->check(CLI::Range(0.0, 86400.0));
+  verb->add_flag("--yes", options.yes, "Don't ask; overrides no refusal");
+  verb->add_flag("--kill", options.kill, "Where SIGTERM is refused: SIGKILL to the launcher and each of its programs");
+  verb->callback([&line] { line.run = [](Output& out) { return RunStop(options, out); }; });
+}
+
 // "--watch" takes its value behind an equals sign alone, or none.
 static void GiveWatchItsValue(std::vector<std::string>& arguments) {
   for (std::string& argument : arguments) {
@@ -128,6 +158,8 @@ int main(int argc, char** argv) {
   AddCheck(line);
   AddExplain(line);
   AddStatus(line);
+  AddStop(line);
+  AddWhy(line);
 
   std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
   HideNegativeNumbers(arguments);

@@ -341,7 +341,7 @@ class ItemInference {
 
   // Fills in what `item`, whose plan is known already, does.
   void Tell(ItemKnowledge& item) {
-    item.ends_exact = launcher.log_reaches_back && !launcher.records_were_lost && facts.log_shows_ends;
+    item.ends_exact = launcher.log_reaches_back && !launcher.records_were_lost && launcher.log_shows_ends;
     if (supervisor.records != nullptr) own_ends = static_cast<int64_t>(supervisor.records->ends.size());
     item.ends = own_ends;
     CollectRuns(item);
@@ -635,6 +635,8 @@ LauncherKnowledge Infer(const LauncherFacts& facts) {
   LauncherKnowledge known;
   const LauncherRecords records = SortRecords(facts, known);
   known.log_reaches_back = facts.log != nullptr && facts.log->ReachesBackTo(facts.process->started_ms);
+  // A line of this launcher proves its level.
+  known.log_shows_ends = facts.log != nullptr && (facts.log_shows_ends || !records.by_thread.empty());
   const std::vector<Supervisor> supervisors = Matcher(facts, records).Match();
   known.phase = TellPhase(facts, supervisors);
 
@@ -655,6 +657,7 @@ LauncherKnowledge Infer(const LauncherFacts& facts) {
     ItemKnowledge item = FromPlan(plan);
     if (plan.fate == PlannedItem::Fate::kSkipped || plan.fate == PlannedItem::Fate::kNeverRead) {
       item.state = plan.fate == PlannedItem::Fate::kSkipped ? ItemState::kSkipped : ItemState::kNeverRead;
+      item.trouble = true;
       known.items.push_back(std::move(item));
       continue;
     }
@@ -742,7 +745,7 @@ StopOutlook JudgeStop(const LauncherKnowledge& launcher, int64_t now_ms,
     outlook.reason = "a line of its log may say \"Failed to fork\", and then " + SignalsEverybody();
     return outlook;
   }
-  const bool log_tells_all = launcher.log_reaches_back && !launcher.records_were_lost;
+  const bool log_tells_all = launcher.log_reaches_back && launcher.log_shows_ends && !launcher.records_were_lost;
   if (!launcher.supervisors_are_counted && !log_tells_all) {
     outlook.reason =
         "that no fork has failed can't be told: not all its supervisors are there, and its log does not "
@@ -849,7 +852,9 @@ std::vector<Leftover> FindLeftovers(const ProcessTable& table, const std::vector
     // A launcher's programs stay in its process group, and lose their parent with it.
     const bool is_orphan = table.Find(process.parent) == nullptr || process.parent == 1 ||
                            (leader_is_gone && process.group != table.Find(process.parent)->group);
-    const bool is_gone_launchers = is_orphan && leader_is_gone && (is_of_gone_launcher || leftover.item);
+    // What a program has started itself stays in the group as well, and can't be told from one if no list is known.
+    const bool may_be_program = items.empty() ? is_of_gone_launcher : leftover.item.has_value();
+    const bool is_gone_launchers = is_orphan && leader_is_gone && may_be_program;
     if (is_chains_program || is_gone_launchers) leftovers.push_back(leftover);
   }
   return leftovers;

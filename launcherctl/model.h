@@ -110,6 +110,7 @@ struct LauncherKnowledge {
   Phase phase = Phase::kSupervising;
   std::vector<ItemKnowledge> items;  // In list order, then those that are not in the list any more.
   bool log_reaches_back = false;     // To the launcher's start.
+  bool log_shows_ends = false;       // Its level is not CRITICAL.
   bool records_were_lost = false;
   bool shows_starts = false;          // It has logged one: its level is DEBUG.
   bool fork_has_failed = false;       // Says the log.

@@ -1,0 +1,148 @@
+"""Stops launchers with launcherctl, and sees that nobody else is reached.
+
+    stop_test.py BUNDLE [TEST...]
+"""
+
+import os
+import signal
+import subprocess
+import sys
+import unittest
+
+import scene
+from scene import Scene, shell, sleeper, wait_until
+
+
+def is_alive(process):
+    return process.poll() is None
+
+
+class Stop(unittest.TestCase):
+    def test_is_orderly_and_leaves_nothing(self):
+        with Scene() as stage:
+            launcher = stage.start([sleeper("a"), sleeper("b")])
+            self.assertTrue(stage.wait_for_state("b", "running"))
+            status, answer = stage.ctl_json("stop", "--yes")
+            self.assertEqual((status, answer["pid"], answer["safe"], answer["ended"], answer["leftovers"]),
+                             (0, launcher.pid, True, True, []))
+            self.assertEqual((answer["seconds_at_least"], answer["seconds_at_most"]), (2, 4))
+            self.assertEqual(launcher.wait(10), 1)  # The exit status of an orderly end.
+
+    def test_says_what_it_does_in_plain_lines_without_a_terminal(self):
+        with Scene() as stage:
+            stage.start([sleeper("a")])
+            self.assertTrue(stage.wait_for_state("a", "running"))
+            status, output, errors, _ = stage.ctl("stop", "--yes")
+            self.assertEqual((status, errors), (0, ""))
+            self.assertIn("SIGTERM is safe", output)
+            self.assertIn("1 item still to go", output)
+            self.assertIn("Nothing is left.", output)
+            self.assertNotIn("\x1b", output)
+
+    def test_asks_nobody_and_signals_nobody_without_a_terminal(self):
+        with Scene() as stage:
+            launcher = stage.start([sleeper("a")])
+            self.assertTrue(stage.wait_for_state("a", "running"))
+            status, _, errors, seconds = stage.ctl("stop")
+            self.assertEqual(status, 2)
+            self.assertIn("--yes", errors)
+            self.assertLess(seconds, 20)
+            self.assertTrue(is_alive(launcher))
+
+    def test_without_a_launcher(self):
+        with Scene() as stage:
+            self.assertEqual(stage.ctl("stop", "--yes")[0], 3)
+            self.assertEqual(stage.ctl("stop", "--yes", "--pid", "1")[0], 3)
+
+    def test_wants_to_know_which_of_several(self):
+        with Scene() as stage:
+            first = stage.start([sleeper("a")])
+            second = stage.start([sleeper("a")])
+            wait_until(lambda: len(stage.ctl_json("status")[1]["launchers"]) == 2)
+            status, _, errors, _ = stage.ctl("stop", "--yes")
+            self.assertEqual(status, 2)
+            self.assertIn(str(first.pid), errors)
+            self.assertTrue(wait_until(lambda: stage.ctl("stop", "--yes", "--pid", str(second.pid))[0] == 0))
+            self.assertTrue(is_alive(first))
+            second.wait(10)
+
+    def failed_fork(self, stage):
+        """A launcher whose only fork has failed, and a process of the same user that must live."""
+        if os.getuid() != 0:
+            self.skipTest("takes root, to become a user whose number of processes can be limited")
+        launcher = stage.start_with_failing_fork()
+        bystander = subprocess.Popen(["/bin/sleep", "1000"], start_new_session=True, **stage.options())
+        stage.started.append(bystander)
+        return launcher, bystander
+
+    def test_is_refused_after_a_failed_fork(self):
+        with Scene() as stage:
+            launcher, bystander = self.failed_fork(stage)
+            for arguments in (["--yes"], []):
+                status, answer = stage.ctl_json("stop", *arguments)
+                self.assertEqual((status, answer["safe"], answer["ended"]), (1, False, False))
+                self.assertIn("Failed to fork", answer["reason"])
+            self.assertTrue(is_alive(launcher) and is_alive(bystander))
+            self.assertIn("stop-unsafe", stage.ctl_json("status")[1]["launchers"][0]["findings"][0]["code"])
+
+    def test_is_refused_where_the_log_cannot_rule_a_failed_fork_out(self):
+        with Scene() as stage:
+            launcher, bystander = self.failed_fork(stage)
+            (stage.log_folder / "launcher.log").write_bytes(b"")
+            self.assertEqual(stage.ctl("stop", "--yes")[0], 1)
+            (stage.log_folder / "launcher.log").unlink()
+            self.assertEqual(stage.ctl("stop", "--yes")[0], 1)
+            self.assertTrue(is_alive(launcher) and is_alive(bystander))
+
+    def test_kill_ends_the_launcher_of_a_failed_fork_and_nobody_else(self):
+        with Scene() as stage:
+            launcher, bystander = self.failed_fork(stage)
+            status, answer = stage.ctl_json("stop", "--kill", "--yes")
+            self.assertEqual((status, answer["safe"], answer["ended"]), (0, False, True))
+            self.assertEqual(launcher.wait(10), -signal.SIGKILL)
+            self.assertTrue(is_alive(bystander))
+
+    def test_kill_ends_one_that_reads_a_folder_for_ever(self):
+        with Scene() as stage:
+            launcher = stage.start(path=stage.folder)
+            self.assertTrue(wait_until(lambda: stage.ctl("stop", "--yes")[0] == 1))
+            self.assertTrue(wait_until(lambda: stage.ctl("stop", "--yes", "--kill")[0] == 0))
+            self.assertEqual(launcher.wait(10), -signal.SIGKILL)
+
+    def test_is_refused_without_the_log_while_a_supervisor_is_gone(self):
+        with Scene("CRITICAL") as stage:
+            launcher = stage.start([sleeper("a"), {"name": "b", "program": "/bin/true", "run_once": True}])
+            self.assertTrue(stage.wait_for_state("b", "done"))
+            self.assertEqual(stage.ctl("stop", "--yes")[0], 1)
+            self.assertTrue(is_alive(launcher))
+
+    def test_is_safe_without_the_log_while_every_supervisor_is_there(self):
+        with Scene("CRITICAL") as stage:
+            launcher = stage.start([sleeper("a"), sleeper("b")])
+            self.assertTrue(stage.wait_for_state("b", "running"))
+            self.assertEqual(stage.ctl("stop", "--yes")[0], 0)
+            self.assertEqual(launcher.wait(10), 1)
+
+    def test_names_what_is_left(self):
+        with Scene() as stage:
+            stage.start([{"name": "missing", "program": "/nonexistent/program"}, sleeper("b")])
+            self.assertTrue(wait_until(lambda: len((stage.item("missing") or {}).get("chain", [])) >= 3))
+            status, answer = stage.ctl_json("stop", "--yes")
+            self.assertEqual((status, answer["ended"]), (1, True))
+            self.assertTrue(answer["leftovers"])
+            for left in answer["leftovers"]:
+                self.assertEqual((left["kind"], left["item"]), ("second-supervisor", "missing"))
+
+    def test_ends_by_its_timeout(self):
+        with Scene() as stage:
+            launcher = stage.start([shell("a", "trap '' TERM; sleep 1000"), sleeper("b"), sleeper("c"), sleeper("d")])
+            self.assertTrue(stage.wait_for_state("d", "running"))
+            status, _, errors, _ = stage.ctl("stop", "--yes", "--timeout", "0.5")
+            self.assertEqual(status, 1)
+            self.assertIn("its stop goes on", errors)
+            self.assertEqual(launcher.wait(20), 1)
+
+
+if __name__ == "__main__":
+    scene.bundle = sys.argv[1]
+    unittest.main(argv=[sys.argv[0], *sys.argv[2:]])
