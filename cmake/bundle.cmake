@@ -26,6 +26,7 @@ function(add_bundle_program name)
   pellux_compile(${name})
   pellux_link_program(${name})
   set_target_properties(${name} PROPERTIES
+    PELLUX_IN_BUNDLE ON  # On Linux, for what a self-contained bundle's programs link.
     RUNTIME_OUTPUT_DIRECTORY ${pellux_bundle}/Contents/MacOS$<0:>
     BUILD_WITH_INSTALL_RPATH ON
     INSTALL_RPATH ${pellux_executable_folder}/../Frameworks)

@@ -1,5 +1,5 @@
 # What a distribution hardens its programs with, so that a mistake in ours is stopped before it is exploited:
-# pellux_compile gives it to every target. tests/hardening_test.py looks for it in the finished binaries.
+# pellux_compile gives it to every target. tests/binaries_test.py looks for it in the finished binaries.
 #
 # Builds that are optimised, and have no sanitizer, get the flags of the platform and FORTIFY at the level that compiler
 # and C library carry. The others, which developers test with, have the standard library check its preconditions.

@@ -34,9 +34,7 @@ install(TARGETS common liblogger
   FILE_SET HEADERS DESTINATION ${pellux_include_folder} COMPONENT development
   INCLUDES DESTINATION ${pellux_include_folder})
 # Where jsoncpp was compiled along, it goes along: no installed one may take its place.
-set(pellux_brings_jsoncpp OFF)
-if(TARGET pellux_jsoncpp)
-  set(pellux_brings_jsoncpp ON)
+if(pellux_installs_jsoncpp)
   install(TARGETS pellux_jsoncpp
     EXPORT PelluxCommonTargets
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development

@@ -1,7 +1,7 @@
 # What is macOS's own in the build. platform_linux.cmake sets the same names.
 
 set(pellux_executable_folder @executable_path)  # In a run path: where the program lies.
-set(pellux_uuid_libraries)                      # `uuid_generate_random` is part of the system's library.
+set(pellux_link_uuid)                           # `uuid_generate_random` is part of the system's library.
 set(pellux_nm_exports -gU)                      # How `nm` lists what a library exports.
 # A linker writes down where each object file lies.
 set(pellux_hide_build_paths_when_linking LINKER:-oso_prefix,${PROJECT_SOURCE_DIR}/)

@@ -7,6 +7,16 @@ fail() {
   exit 1
 }
 
+# show_help "$@": for -h and --help, shows the comment that the script begins with, and ends.
+show_help() {
+  case ${1:-} in
+    -h | --help)
+      sed -n '2,/^[^#]/p' "$0" | sed '$d; s/^# \{0,1\}//'
+      exit 0
+      ;;
+  esac
+}
+
 is_mac() { [ "$(uname -s)" = Darwin ]; }
 
 # Installs the named Debian packages that are missing; asks for nothing when none is.
@@ -51,29 +61,6 @@ install_build_tools() {
         "Needed: g++, cmake 3.25 or newer, ninja, jsoncpp 1.9.5, libuuid, googletest, CLI11 (with their headers)"
     done
   fi
-}
-
-# fetch_jsoncpp FOLDER: gets the source archive of jsoncpp into FOLDER, as libjsoncpp_1.9.5.orig.tar.gz, unless it is there.
-#
-# It comes as Debian's source package. apt works with a configuration of its own, so that the system's stays as it is: what
-# the system has as sources of binary packages, as sources of source packages. That takes no root.
-fetch_jsoncpp() {
-  local folder=$1 version=1.9.5-4 archive=libjsoncpp_1.9.5.orig.tar.gz sum apt options
-  sum=$(sed -n 's/.*URL_HASH SHA256=\([0-9a-f]*\).*/\1/p' cmake/jsoncpp.cmake)
-  if printf '%s  %s\n' "$sum" "$folder/$archive" | sha256sum --check --status 2>/dev/null; then return 0; fi
-  say "Fetching the sources of jsoncpp"
-  apt=$folder/apt
-  mkdir -p "$apt/lists/partial" "$apt/cache/archives/partial"
-  apt-get indextargets --no-release-info --format 'deb-src $(REPO_URI) $(RELEASE) $(COMPONENT)' 'Created-By: Packages' |
-    sort -u >"$apt/sources.list"
-  options=(-qq -o "Dir::Etc::SourceList=$apt/sources.list" -o Dir::Etc::SourceParts=/dev/null
-    -o "Dir::State::Lists=$apt/lists" -o "Dir::Cache=$apt/cache" -o APT::Sandbox::User=)
-  apt-get "${options[@]}" update || fail "apt-get could not read the lists of source packages"
-  (cd "$folder" && apt-get "${options[@]}" source --download-only --tar-only "libjsoncpp=$version") ||
-    fail "apt-get could not fetch the source package of jsoncpp"
-  rm -rf "$apt"
-  printf '%s  %s\n' "$sum" "$folder/$archive" | sha256sum --check --status ||
-    fail "$folder/$archive does not have the expected checksum"
 }
 
 # build PRESET [TARGET]

@@ -80,14 +80,15 @@ extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attribute
   return g_system_pthread_create(thread, attributes, start, argument);
 }
 
-void* operator new(size_t size) {
+// Not inlined: where only one of the two is, an optimising compiler takes them for a mismatch.
+[[gnu::noinline]] void* operator new(size_t size) {
   void* const block = g_memory_is_out ? nullptr : malloc(size);
   if (block == nullptr) throw std::bad_alloc();
   return block;
 }
 
-void operator delete(void* block) noexcept { free(block); }
-void operator delete(void* block, size_t) noexcept { free(block); }
+[[gnu::noinline]] void operator delete(void* block) noexcept { free(block); }
+[[gnu::noinline]] void operator delete(void* block, size_t) noexcept { free(block); }
 
 class Supervisor : public testing::Test {
  protected:

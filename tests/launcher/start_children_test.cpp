@@ -39,19 +39,20 @@ static void SeeAllocation() {
   g_is_watched = true;
 }
 
-void* operator new(size_t size) {
+// Not inlined: where only one of the two is, an optimising compiler takes them for a mismatch.
+[[gnu::noinline]] void* operator new(size_t size) {
   SeeAllocation();
   void* const block = malloc(size);
   if (block == nullptr) throw std::bad_alloc();
   return block;
 }
 
-void operator delete(void* block) noexcept {
+[[gnu::noinline]] void operator delete(void* block) noexcept {
   SeeAllocation();
   free(block);
 }
 
-void operator delete(void* block, size_t) noexcept {
+[[gnu::noinline]] void operator delete(void* block, size_t) noexcept {
   SeeAllocation();
   free(block);
 }

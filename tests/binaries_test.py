@@ -1,6 +1,6 @@
-"""Reads the binaries of the bundle and looks for what makes a mistake in them hard to exploit.
+"""Reads the binaries of the bundle: what they need and export, and what makes a mistake in them hard to exploit.
 
-    hardening_test.py BUILD_FOLDER
+    binaries_test.py BUILD_FOLDER
 
 What the linker decides is read from the finished files, what the compiler does to each function from the object files
 that they are made of, and what leaves no trace, from the commands that compiled them. Exit status 77 where the build
@@ -68,7 +68,33 @@ def compilations():
             yield source, arguments, BUILD / arguments[arguments.index("-o") + 1]
 
 
-class Binary(unittest.TestCase):
+class Libraries(unittest.TestCase):
+    def needed(self, path):
+        return set(re.findall(r"\(NEEDED\).*\[(.*)\]", readelf(path, "-d")))
+
+    def exported(self, path):
+        symbols = re.findall(r"(?:GLOBAL|WEAK|UNIQUE)\s+DEFAULT\s+\d+ (\w+)", readelf(path, "--dyn-syms"))
+        # The C library's own variable, of which a program has the copy that counts.
+        return set(symbols) - {"__libc_single_threaded"}
+
+    def test_are_inside_where_the_bundle_is_to_run_anywhere(self):
+        if CACHE.get("PELLUX_SELF_CONTAINED") != "ON":
+            self.skipTest("this build's bundle is not self-contained")
+        programs, library = bundle()
+        for path in (*programs, library):
+            others = {name for name in self.needed(path) if not re.match(r"(libc|libm|ld-linux[\w-]*)\.so\.\d+$", name)}
+            self.assertEqual(others, {"liblogger.so"} if path.name == "launcher" else set(), path)
+        for program in programs:
+            self.assertEqual(self.exported(program), set(), program)
+
+    def test_export_two_functions(self):
+        if CACHE.get("PELLUX_SANITIZERS"):
+            self.skipTest("a sanitizer exports functions of its own")
+        _, library = bundle()
+        self.assertEqual(self.exported(library), {"InitLogger", "GetLogger"})
+
+
+class Hardening(unittest.TestCase):
     def setUp(self):
         if not is_hardened():
             self.skipTest("this build is not optimised, or has sanitizers")
@@ -106,8 +132,8 @@ class Binary(unittest.TestCase):
             self.assertRegex(readelf(path, "-n"), r"x86 feature: .*\bIBT\b.*\bSHSTK\b", source)
 
 
-class Source(unittest.TestCase):
-    def test_is_compiled_with_the_flags(self):
+class Sources(unittest.TestCase):
+    def test_are_compiled_with_the_flags(self):
         flags = {flag for flag in ("-fstack-protector-strong", "-fstack-clash-protection", "-fcf-protection",
                                    "-mbranch-protection=standard") if has(flag)}
         flags |= {f"-D_FORTIFY_SOURCE={3 if has('_FORTIFY_3') else 2}"}
