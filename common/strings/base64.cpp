@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 
 static constexpr char g_character_for_base64[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
@@ -11,11 +10,12 @@ static constexpr unsigned char kFiller = '=';
 
 // Writes four characters for each three bytes and returns the end of what it wrote.
 static char* EncodeGroups(const unsigned char* bytes, size_t groups, char* out) {
-  for (; groups > 0; --groups, bytes += 3) {
-    *out++ = g_character_for_base64[bytes[0] >> 2];
-    *out++ = g_character_for_base64[((bytes[0] << 4) & 0x30) | (bytes[1] >> 4)];
-    *out++ = g_character_for_base64[((bytes[1] & 0x0F) << 2) | (bytes[2] >> 6)];
-    *out++ = g_character_for_base64[bytes[2] & 0x3F];
+  for (; groups > 0; --groups, bytes += 3, out += 4) {
+    const uint32_t bits = uint32_t{bytes[0]} << 16 | uint32_t{bytes[1]} << 8 | bytes[2];
+    out[0] = g_character_for_base64[bits >> 18];
+    out[1] = g_character_for_base64[bits >> 12 & 0x3F];
+    out[2] = g_character_for_base64[bits >> 6 & 0x3F];
+    out[3] = g_character_for_base64[bits & 0x3F];
   }
   return out;
 }
@@ -26,24 +26,20 @@ char* base64(const unsigned char* data, unsigned long length) {
   qq = nullptr;
   if (data == nullptr || length == 0) return nullptr;
 
-  const size_t missing = (3 - length % 3) % 3;
-  const size_t groups = length / 3 + (missing > 0 ? 1 : 0);
-  if (groups > (SIZE_MAX - 2) / 4) return nullptr;
-
-  unsigned char* filled = nullptr;
-  if (missing > 0) {
-    filled = static_cast<unsigned char*>(malloc(length + missing));
-    if (filled == nullptr) return nullptr;
-    memcpy(filled, data, length);
-    memset(filled + length, kFiller, missing);
-    data = filled;
+  const size_t groups = length / 3;
+  const size_t left = length % 3;
+  const size_t all_groups = groups + (left > 0 ? 1 : 0);
+  if (all_groups > (SIZE_MAX - 2) / 4) return nullptr;
+  qq = static_cast<char*>(malloc(all_groups * 4 + 2));
+  if (qq == nullptr) return nullptr;
+  char* end = EncodeGroups(data, groups, qq);
+  if (left > 0) {
+    const unsigned char* rest = data + 3 * groups;
+    const unsigned char last[] = {rest[0], left == 2 ? rest[1] : kFiller, kFiller};
+    end = EncodeGroups(last, 1, end);
+    if (left == 1) end[-2] = '=';
+    end[-1] = '=';
   }
-  qq = static_cast<char*>(malloc(groups * 4 + 2));
-  if (qq != nullptr) {
-    char* end = EncodeGroups(data, groups, qq);
-    memset(end - missing, '=', missing);
-    *end = '\0';
-  }
-  free(filled);
+  *end = '\0';
   return qq;
 }

@@ -1,5 +1,6 @@
 #include "common/strings/utf8.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <stdexcept>
@@ -10,56 +11,48 @@
 
 static constexpr uint32_t kLargestCodePoint = 0x10FFFF;
 
-static bool IsSurrogate(uint32_t code_point) { return code_point >= 0xD800 && code_point <= 0xDFFF; }
+// Converted characters go into a text by as many at a time; a converter that appends one by one spends most of its time
+// on that.
+static constexpr size_t kAtATime = 256;
 
-static bool IsContinuation(unsigned char byte) { return (byte & 0xC0) == 0x80; }
+static bool IsCodePoint(uint32_t value) { return value <= kLargestCodePoint && (value < 0xD800 || value > 0xDFFF); }
 
-static std::range_error Malformed() { return std::range_error("wstring_convert: from_bytes error"); }
-
-// Decodes the sequence that starts at `pos`, which is below the size of `text`, and steps over it.
-static wchar_t DecodeOne(const std::string& text, size_t& pos) {
-  const auto first = static_cast<unsigned char>(text[pos++]);
-  if (first < 0x80) return static_cast<wchar_t>(first);
-
-  int continuations;
-  uint32_t smallest;  // What the sequence's length is needed for; anything below it is overlong.
-  uint32_t code_point;
-  if ((first & 0xE0) == 0xC0) {
-    continuations = 1;
-    smallest = 0x80;
-    code_point = first & 0x1FU;
-  } else if ((first & 0xF0) == 0xE0) {
-    continuations = 2;
-    smallest = 0x800;
-    code_point = first & 0x0FU;
-  } else if ((first & 0xF8) == 0xF0) {
-    continuations = 3;
-    smallest = 0x10000;
-    code_point = first & 0x07U;
-  } else {
-    throw Malformed();
+// Decodes the sequence of several bytes at `bytes`, which is not the end, and returns the end of it.
+static const unsigned char* DecodeSequence(const unsigned char* bytes, const unsigned char* end, wchar_t& character) {
+  const uint32_t first = bytes[0];
+  const auto has = [bytes, end](int continuations) {
+    bool all = end - bytes > continuations;
+    for (int i = 1; all && i <= continuations; ++i) all = (bytes[i] & 0xC0) == 0x80;
+    return all;
+  };
+  uint32_t code_point = 0;
+  int length = 0;
+  // A form that is longer than the code point needs leads to none.
+  if ((first & 0xE0) == 0xC0 && has(1)) {
+    code_point = (first & 0x1F) << 6 | (bytes[1] & 0x3F);
+    if (code_point >= 0x80) length = 2;
+  } else if ((first & 0xF0) == 0xE0 && has(2)) {
+    code_point = (first & 0x0F) << 12 | (bytes[1] & 0x3FU) << 6 | (bytes[2] & 0x3F);
+    if (code_point >= 0x800) length = 3;
+  } else if ((first & 0xF8) == 0xF0 && has(3)) {
+    code_point = (first & 0x07) << 18 | (bytes[1] & 0x3FU) << 12 | (bytes[2] & 0x3FU) << 6 | (bytes[3] & 0x3F);
+    if (code_point >= 0x10000) length = 4;
   }
-  for (; continuations > 0; --continuations) {
-    if (pos == text.size()) throw Malformed();
-    const auto next = static_cast<unsigned char>(text[pos++]);
-    if (!IsContinuation(next)) throw Malformed();
-    code_point = code_point << 6 | (next & 0x3FU);
-  }
-  if (code_point < smallest || code_point > kLargestCodePoint || IsSurrogate(code_point)) throw Malformed();
-  return static_cast<wchar_t>(code_point);
+  if (length == 0 || !IsCodePoint(code_point)) throw std::range_error("wstring_convert: from_bytes error");
+  character = static_cast<wchar_t>(code_point);
+  return bytes + length;
 }
 
-static void AppendEncoded(std::string& bytes, wchar_t character) {
+// Writes the character's bytes, at most four, and returns the end of what it wrote.
+static char* Encode(wchar_t character, char* out) {
   // NOLINTNEXTLINE(bugprone-signed-char-misuse): a wchar_t is no char, and a negative one is refused below.
   const auto code_point = static_cast<uint32_t>(character);
-  const auto append = [&bytes](uint32_t byte) { bytes.push_back(static_cast<char>(byte)); };
-  if (code_point > kLargestCodePoint || IsSurrogate(code_point)) {
-    throw std::range_error("wstring_convert: to_bytes error");
-  }
+  const auto append = [&out](uint32_t byte) { *out++ = static_cast<char>(byte); };
   if (code_point < 0x80) {
     append(code_point);
-    return;
+    return out;
   }
+  if (!IsCodePoint(code_point)) throw std::range_error("wstring_convert: to_bytes error");
   if (code_point < 0x800) {
     append(0xC0 | code_point >> 6);
   } else {
@@ -72,17 +65,34 @@ static void AppendEncoded(std::string& bytes, wchar_t character) {
     append(0x80 | (code_point >> 6 & 0x3F));
   }
   append(0x80 | (code_point & 0x3F));
+  return out;
 }
 
 std::wstring s2ws(const std::string& text) {
-  std::wstring wide;
-  for (size_t pos = 0; pos < text.size();) wide.push_back(DecodeOne(text, pos));
+  std::wstring wide(text.size(), L'\0');  // No text has more characters than bytes.
+  wchar_t* out = wide.data();
+  const auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
+  const auto* const end = bytes + text.size();
+  while (bytes != end) {
+    if (*bytes < 0x80) {
+      *out++ = static_cast<wchar_t>(*bytes++);
+    } else {
+      bytes = DecodeSequence(bytes, end, *out++);
+    }
+  }
+  wide.resize(static_cast<size_t>(out - wide.data()));
   return wide;
 }
 
 std::string ws2s(const std::wstring& text) {
   std::string bytes;
-  for (const wchar_t character : text) AppendEncoded(bytes, character);
+  char converted[4 * kAtATime];
+  for (size_t pos = 0; pos < text.size();) {
+    char* out = converted;
+    const size_t stop = std::min(text.size(), pos + kAtATime);
+    for (; pos < stop; ++pos) out = Encode(text[pos], out);
+    bytes.append(converted, static_cast<size_t>(out - converted));
+  }
   return bytes;
 }
 

@@ -3,8 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <optional>
+#include <random>
 #include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "tests/common/strings/models/utf8.h"
+#include "tests/support/texts.h"
 
 // The message that the conversion fails with, or empty when it does not.
 template <typename Convert, typename Text>
@@ -46,6 +51,58 @@ static bool IsOneWellFormedCharacter(const std::string& bytes) {
     if (matches) return true;
   }
   return false;
+}
+
+// What both give for the text: the conversion, or the message that it fails with.
+template <typename Convert, typename Model, typename Text>
+static void CheckAgainst(Model model, Convert convert, const Text& text) {
+  const std::string failure = FailureOf(model, text);
+  ASSERT_EQ(FailureOf(convert, text), failure);
+  if (!failure.empty()) return;
+  ASSERT_TRUE(convert(text) == model(text));
+}
+
+// The bytes at which the rules change, for each place in a sequence.
+static const std::string kTellingBytes(
+    "a\0\x7F\x80\x8F\x90\x9F\xA0\xBF\xC0\xC1\xC2\xDF\xE0\xE1\xED\xEE\xEF\xF0\xF1\xF4\xF5\xF8\xFF", 24);
+
+TEST(S2ws, AgreesWithTheModelOnAllShortTextsOfTellingBytes) {
+  ForEachText(kTellingBytes, 4, [](const std::string& bytes) { CheckAgainst(ModelS2ws, s2ws, bytes); });
+}
+
+TEST(S2ws, AgreesWithTheModelOnLongerTextsWithAByteChanged) {
+  std::mt19937 random(20240229);
+  for (int i = 0; i < 100000; ++i) {
+    std::wstring text;
+    for (size_t length = random() % 40; text.size() < length;) {
+      const uint32_t limits[] = {0x80, 0x800, 0xD800, 0x110000};
+      const auto value = static_cast<uint32_t>(random() % limits[random() % 4]);
+      text.push_back(static_cast<wchar_t>(value >= 0xD800 && value <= 0xDFFF ? 'a' : value));
+    }
+    std::string bytes = ModelWs2s(text);
+    CheckAgainst(ModelS2ws, s2ws, bytes);
+    if (bytes.empty()) continue;
+    bytes[random() % bytes.size()] = static_cast<char>(random() & 0xFF);
+    CheckAgainst(ModelS2ws, s2ws, bytes);
+    bytes.resize(random() % bytes.size());
+    CheckAgainst(ModelS2ws, s2ws, bytes);
+  }
+}
+
+TEST(Ws2s, AgreesWithTheModelOnTextsOfAllLengths) {
+  std::mt19937 random(20240229);
+  for (size_t length = 0; length < 1200; ++length) {
+    std::wstring text;
+    while (text.size() < length) {
+      const uint32_t limits[] = {0x80, 0x800, 0xD800, 0x10000};
+      text.push_back(static_cast<wchar_t>(random() % limits[random() % 4]));
+    }
+    CheckAgainst(ModelWs2s, ws2s, text);  // A surrogate is among most of the long ones.
+    for (wchar_t& character : text) {
+      if (character >= 0xD800 && character <= 0xDFFF) character = 0x1F600;
+    }
+    CheckAgainst(ModelWs2s, ws2s, text);
+  }
 }
 
 static constexpr const char* kDecodingFailure = "wstring_convert: from_bytes error";
