@@ -1,9 +1,10 @@
 // Records per second of the logging library beside those of spdlog's multi-threaded file logger, flushed per record
 // and with the same columns: 1, 2 and 8 threads that write the launcher's longest everyday record.
 //
-//   scripts/bench LogV
+//   scripts/bench LogV  # real time by record, and CPU time of all threads by record
 //
-// The two differ in one thing on purpose: ours looks at the file's path before every record and rotates.
+// The peer writes to the file that it has once opened. Ours also looks where the path leads and whether the file ends
+// with a whole record, in a burst like this one every 50 microseconds, and rotates. Both leave the time zone to a table.
 #include <benchmark/benchmark.h>
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/spdlog.h>

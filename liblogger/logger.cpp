@@ -26,29 +26,28 @@ Logger* Logger::Find(const char* path) {
   return logger;
 }
 
-Logger::Logger(const char* path, const char* module_name, LOGLEVEL threshold, const UtcOffsets& offsets,
-               RotationLimits limits)
-    : file(path, limits), level(threshold), utc_offsets(offsets) {
-  (void)snprintf(module, sizeof(module), "%s", module_name);
+Logger::Logger(const char* path, const char* module, LOGLEVEL level, const UtcOffsets& offsets, RotationLimits limits)
+    : file(path, limits), threshold(level), utc_offsets(offsets) {
+  (void)snprintf(module_text, sizeof(module_text), "%s", module);
   file.Open();
   next = g_loggers;
   while (!g_loggers.compare_exchange_weak(next, this)) {
   }
 }
 
-void Logger::LogV(LOGLEVEL record_level, const char* format, va_list arguments) {
-  if (!Passes(record_level)) return;
+void Logger::LogV(LOGLEVEL level, const char* format, va_list arguments) {
+  if (!Passes(level)) return;
   const int saved_errno = errno;
-  RecordOrigin origin = {{}, 0, record_level, module, g_process, CurrentThreadId()};
+  RecordOrigin origin = {{}, 0, level, module_text, g_process, CurrentThreadId()};
   (void)clock_gettime(CLOCK_REALTIME, &origin.time);
   origin.utc_offset_seconds = utc_offsets.At(origin.time.tv_sec);
   Write(origin, format, arguments);
   errno = saved_errno;
 }
 
-bool Logger::Passes(LOGLEVEL record_level) const {
-  const LOGLEVEL threshold = level.load(std::memory_order_relaxed);
-  return threshold == LOGLEVEL_VERBOSE || record_level >= threshold;
+bool Logger::Passes(LOGLEVEL level) const {
+  const LOGLEVEL lowest = threshold.load(std::memory_order_relaxed);
+  return lowest == LOGLEVEL_VERBOSE || level >= lowest;
 }
 
 void Logger::Write(const RecordOrigin& origin, const char* format, va_list arguments) {

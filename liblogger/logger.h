@@ -20,24 +20,22 @@ class Logger final : public ILog {
   // Returns the logger that writes to `path`, or null if there is none.
   static Logger* Find(const char* path);
 
-  // Opens the file if that is possible now. `path` and `module_name` are copied; `offsets` must live for ever.
-  Logger(const char* path, const char* module_name, LOGLEVEL threshold, const UtcOffsets& offsets,
-         RotationLimits limits);
+  // Opens the file if that is possible now. `path` and `module` are copied; `offsets` must live for ever.
+  Logger(const char* path, const char* module, LOGLEVEL level, const UtcOffsets& offsets, RotationLimits limits);
 
-  void SetLevel(LOGLEVEL threshold) { level = threshold; }
+  void SetLevel(LOGLEVEL level) { threshold = level; }
 
-  __attribute__((format(printf, 3, 0))) void LogV(LOGLEVEL record_level, const char* format,
-                                                  va_list arguments) override;
+  __attribute__((format(printf, 3, 0))) void LogV(LOGLEVEL level, const char* format, va_list arguments) override;
 
  private:
   static void AfterForkInChild();
 
-  bool Passes(LOGLEVEL record_level) const;
+  bool Passes(LOGLEVEL level) const;
   void Write(const RecordOrigin& origin, const char* format, va_list arguments) __attribute__((format(printf, 3, 0)));
 
   LogFile file;
-  char module[kLongestModuleBytes + 1];
-  std::atomic<LOGLEVEL> level;
+  char module_text[kLongestModuleBytes + 1];
+  std::atomic<LOGLEVEL> threshold;  // The level from which on records are written.
   const UtcOffsets& utc_offsets;
   std::atomic<uint64_t> lost_records{0};
   std::atomic<int> lost_error{0};

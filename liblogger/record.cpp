@@ -187,7 +187,8 @@ size_t FormatRecord(const RecordOrigin& origin, const char* format, va_list argu
   if (format == nullptr) {
     out.Text("(null)");
   } else {
-    // One byte more than is written tells that the message is cut; up to three more complete its last character.
+    // With the bytes behind the longest message, `WriteMessage` sees whether it is cut, and whether the last character
+    // that fits is whole: a character has four bytes at most.
     constexpr size_t kNeededBytes = kLongestMessageBytes + 4;
     char message[kNeededBytes + 1];
     const int wanted = vsnprintf(message, sizeof(message), format, arguments);

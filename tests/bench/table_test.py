@@ -50,10 +50,12 @@ class TableTest(unittest.TestCase):
         done = table([run("f/x/ours", 6.0), run("f/x/a", 3.0)], [run("f/x/b", 2.0)])
         self.assertEqual([cells(line)[4:] for line in done.stdout.splitlines()[1:]], [["a", "2.00"], ["b", "3.00"]])
 
-    def test_compares_real_time_where_it_was_measured(self):
-        done = table([run("f/x/ours/real_time/threads:2", 1.0, real_time=30.0, threads=2),
+    def test_compares_real_time_where_it_was_measured_and_the_cpu_time_behind_it(self):
+        done = table([run("f/x/ours/real_time/threads:2", 2.0, real_time=30.0, threads=2),
                       run("f/x/peer/real_time/threads:2", 1.0, real_time=20.0, threads=2)])
-        self.assertEqual(cells(done.stdout.splitlines()[1]), ["f", "x, 2 threads", "30 ns", "20 ns", "peer", "1.50"])
+        self.assertEqual([cells(line) for line in done.stdout.splitlines()[1:]],
+                         [["f", "x, 2 threads", "30 ns", "20 ns", "peer", "1.50"],
+                          ["f", "x, 2 threads, CPU", "2 ns", "1 ns", "peer", "2.00"]])
 
     def test_refuses_half_a_pair(self):
         for lonely in ("ours", "peer"):

@@ -5,9 +5,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <regex>
-#include <thread>
+
+#include "tests/support/wait_until.h"
 
 void Log(ILog* log, LOGLEVEL level, const char* format, ...) {
   va_list arguments;
@@ -49,14 +49,10 @@ bool IsRecord(const std::string& line) {
 
 int WaitForChild(pid_t child) {
   int status = 0;
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
-  while (waitpid(child, &status, WNOHANG) == 0) {
-    if (std::chrono::steady_clock::now() > deadline) {
-      (void)kill(child, SIGKILL);
-      (void)waitpid(child, &status, 0);
-      return 255;
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  if (!WaitUntil([&] { return waitpid(child, &status, WNOHANG) != 0; })) {
+    (void)kill(child, SIGKILL);
+    (void)waitpid(child, &status, 0);
+    return 255;
   }
   return WIFEXITED(status) ? WEXITSTATUS(status) : 200 + WTERMSIG(status);
 }

@@ -31,10 +31,10 @@ inline ILog* MakeLogger(const std::filesystem::path& location, const char* modul
 }
 
 // Runs `body` in a forked child and returns its result, which is below 200; 200 and the signal's number if a signal
-// ended the child, and 255 if it did not end within a minute.
+// ended the child, and 255 if it did not end in time (`kDeadline`).
 int RunInChild(const std::function<int()>& body);
 
-// Waits for a child for up to a minute, and ends it after that. Returns as `RunInChild`.
+// Waits for a child, and ends it when that takes too long. Returns as `RunInChild`.
 int WaitForChild(pid_t child);
 
 // The numbers of the open descriptors.

@@ -66,7 +66,7 @@ TEST(UtcOffsets, AgreesWithTheSystemInEveryZoneOfTheWorld) {
     SetTimeZone(zone.c_str());
     UtcOffsets offsets;
     offsets.Learn(kNow);
-    // A step that is no number of hours, so that every time of day is met.
+    // Not a whole number of hours, so that every time of day is met.
     for (time_t when = kNow - 40 * kYearSeconds; when < kNow + 400 * kYearSeconds;
          when += 9 * 24 * kHourSeconds + 5003) {
       ASSERT_EQ(offsets.At(when), SystemOffset(when)) << zone << " " << when;
