@@ -4,7 +4,8 @@
 //   scripts/bench LogV  # real time by record, and CPU time of all threads by record
 //
 // The peer writes to the file that it has once opened. Ours also looks where the path leads and whether the file ends
-// with a whole record, in a burst like this one every 50 microseconds, and rotates. Both leave the time zone to a table.
+// with a whole record, in a burst like this one every 50 microseconds, and rotates. Both leave the time zone to a
+// table.
 #include <benchmark/benchmark.h>
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/spdlog.h>
