@@ -8,9 +8,6 @@
 #include <ctime>
 
 static constexpr int64_t kSecondMs = 1000;
-static constexpr int64_t kMinuteMs = 60 * kSecondMs;
-static constexpr int64_t kHourMs = 60 * kMinuteMs;
-static constexpr int64_t kDayMs = 24 * kHourMs;
 
 // Rounded down, for times before 1970 as well.
 static int64_t SecondsOf(int64_t time_ms) { return (time_ms - ((time_ms % kSecondMs) + kSecondMs) % kSecondMs) / 1000; }
