@@ -24,6 +24,7 @@ set(CMAKE_CXX_FLAGS_INIT -fno-sanitize=undefined)
 find_program(MACOS_LINKER NAMES ld64.lld-19 REQUIRED)
 find_program(CMAKE_AR NAMES llvm-ar-19 REQUIRED)
 find_program(CMAKE_RANLIB NAMES llvm-ranlib-19 REQUIRED)
+find_program(PELLUX_NM NAMES llvm-nm-19 REQUIRED)  # The host's does not read what is built here.
 find_program(CMAKE_INSTALL_NAME_TOOL NAMES llvm-install-name-tool-19 REQUIRED)
 set(CMAKE_USER_MAKE_RULES_OVERRIDE ${CMAKE_CURRENT_LIST_DIR}/macos-cross-rules.cmake)
 

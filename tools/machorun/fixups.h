@@ -1,0 +1,8 @@
+// Puts the addresses into an image that are known only now: its own, moved to where it lies (rebase), and those of the
+// symbols that it takes from others (bind). Linkers write both as operations or, for newer systems, as chains.
+#pragma once
+
+#include "tools/machorun/image.h"
+
+// Every image of the program must be loaded, and this one's memory be writable. Nothing is bound lazily.
+void ApplyFixups(const Image& image);
