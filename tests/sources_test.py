@@ -21,8 +21,9 @@ from source_tree import TOP, files, folders
 SKIPPED = 77
 BUILD = PLATFORM = None
 
-# What only some builds compile: a project of its own, and what takes further libraries or another compiler.
-NOT_ALWAYS = ("bench/", "fuzz/", "tests/package/")
+# What only some builds compile: a project of its own, and what takes further libraries, another compiler or one
+# processor.
+NOT_ALWAYS = ("bench/", "fuzz/", "tests/package/", "tools/machorun/")
 PLATFORMS = {"linux", "macos"}
 
 
