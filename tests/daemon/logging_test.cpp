@@ -12,11 +12,9 @@
 #include "tests/support/items.h"
 #include "tests/support/launcher_process.h"
 #include "tests/support/recording.h"
-#include "tests/support/test_process.h"
 #include "tests/support/wait_until.h"
 
 TEST(SystemLog, GetsOneLineForNoneOrOneArgument) {
-  if (!LibrariesReplaceSystemFunctions()) GTEST_SKIP() << "here the launcher finds syslog in the system's library only";
   for (const std::vector<std::string>& arguments : {std::vector<std::string>{}, std::vector<std::string>{"agent"}}) {
     const Bundle bundle(Bundle::Logger::kRecording);
     LauncherProcess launcher(bundle, arguments);
@@ -31,7 +29,6 @@ TEST(SystemLog, GetsOneLineForNoneOrOneArgument) {
 }
 
 TEST(SystemLog, GetsOneLineWhenTheLoggerDoesNotStartAndSupervisionGoesOn) {
-  if (!LibrariesReplaceSystemFunctions()) GTEST_SKIP() << "here the launcher finds syslog in the system's library only";
   const Bundle bundle(Bundle::Logger::kRecording);
   const std::string report = bundle.PathOf("report");
   const std::string list = bundle.WriteList(ListOf({Item("a", REPORT_PROGRAM, {report})}));
@@ -49,7 +46,6 @@ TEST(SystemLog, GetsOneLineWhenTheLoggerDoesNotStartAndSupervisionGoesOn) {
 }
 
 TEST(SystemLog, GetsALaunchersNameAsPartOfItsFormat) {
-  if (!LibrariesReplaceSystemFunctions()) GTEST_SKIP() << "here the launcher finds syslog in the system's library only";
   const Bundle bundle(Bundle::Logger::kRecording);
   LauncherProcess::Options options;
   options.environment["RECORDING_FAILS"] = "1";

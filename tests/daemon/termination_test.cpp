@@ -13,7 +13,6 @@
 #include "tests/support/items.h"
 #include "tests/support/launcher_process.h"
 #include "tests/support/recording.h"
-#include "tests/support/test_process.h"
 #include "tests/support/wait_until.h"
 
 using Clock = std::chrono::steady_clock;
@@ -141,7 +140,6 @@ TEST(SecondSupervisors, EndAllOfThemWhenTheLauncherHasEnded) {
 // With slow forks the signal falls into the start-up: it stops what is there already, and the next one ends the
 // launcher.
 TEST(Sigterm, DuringTheStartUpWakesNobody) {
-  if (!LibrariesReplaceSystemFunctions()) GTEST_SKIP() << "here the launcher finds fork in the system's library only";
   const Bundle bundle(Bundle::Logger::kRecording);
   LauncherProcess::Options options;
   options.environment["RECORDING_FORK_DELAY_MS"] = "400";
@@ -159,7 +157,6 @@ TEST(Sigterm, DuringTheStartUpWakesNobody) {
 
 // With slow forks the stop falls between a supervisor's look at its flag and the return of its fork.
 TEST(Sigterm, MissesNoChildThatIsBeingForked) {
-  if (!LibrariesReplaceSystemFunctions()) GTEST_SKIP() << "here the launcher finds fork in the system's library only";
   const Bundle bundle(Bundle::Logger::kRecording);
   LauncherProcess::Options options;
   options.environment["RECORDING_FORK_DELAY_MS"] = "400";

@@ -1,12 +1,12 @@
 // Takes liblogger's place in a copied bundle and writes down, exactly as they come, the calls that the launcher makes:
-// those of the logging library, and those of `syslog`, which the launcher finds here before it finds the system's.
+// those of the logging library, and those of `syslog` and `fork`, which reach this library instead of the system's;
+// recording_replaced_*.cpp says by what means.
 //
 // One line a call into the file that the environment variable RECORDING names, fields separated by tabs:
 //   milliseconds  process  call  number  text  text
 // RECORDING_FAILS makes InitLogger fail; RECORDING_FORK_DELAY_MS makes every fork that much slower, on the parent's
 // side before it and after it.
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -20,6 +20,7 @@
 #include <thread>
 
 #include "liblogger/liblogger.h"
+#include "tests/support/recording_liblogger.h"
 
 // Like the real library it must serve forked children, so it uses no stdio stream and takes no lock.
 static void Record(const char* call, int number, const char* first, const char* second) {
@@ -67,28 +68,20 @@ int GetLogger(int reserved, const char* module, LOGLEVEL level, ILog** log) {
   return 0;
 }
 
+}  // extern "C"
+
 static const char* StandardStreams() {
   const bool any_is_open = fcntl(0, F_GETFD) != -1 || fcntl(1, F_GETFD) != -1 || fcntl(2, F_GETFD) != -1;
   return any_is_open ? "open" : "closed";
 }
 
-__attribute__((visibility("default"))) void syslog(int priority, const char* format, ...) {
-  Record("syslog", priority, format, StandardStreams());
-}
+void RecordSyslog(int priority, const char* format) { Record("syslog", priority, format, StandardStreams()); }
 
-// What `syslog` becomes where the C library's fortified headers are in use.
-__attribute__((visibility("default"))) void __syslog_chk(int priority, int, const char* format, ...) {
-  Record("syslog", priority, format, StandardStreams());
-}
-
-__attribute__((visibility("default"))) pid_t fork(void) {
+pid_t SlowFork(pid_t (*system_fork)()) {
   static const char* const delay = getenv("RECORDING_FORK_DELAY_MS");
-  static const auto system_fork = reinterpret_cast<pid_t (*)()>(dlsym(RTLD_NEXT, "fork"));
   const auto pause = std::chrono::milliseconds(delay != nullptr ? atoi(delay) : 0);
   std::this_thread::sleep_for(pause);
   const pid_t pid = system_fork();
   if (pid > 0) std::this_thread::sleep_for(pause);
   return pid;
 }
-
-}  // extern "C"

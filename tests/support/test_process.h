@@ -11,9 +11,8 @@ void AdoptOrphans();
 // nothing behind. Does nothing where the platform has no such thing.
 void EndWithParent(int signal_number);
 
-// Returns whether the launcher finds a function of the system in its logging library before it finds the system's. On
-// macOS a program knows of each function which library it comes from.
-bool LibrariesReplaceSystemFunctions();
+// Returns whether a limit on a user's processes limits the threads, too.
+bool ThreadsCountAsProcesses();
 
 // Returns whether the main thread of `process` is waiting for another thread to wake it, as far as the platform tells.
 bool MainThreadWaits(pid_t process);
