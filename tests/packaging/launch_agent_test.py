@@ -14,17 +14,25 @@ AGENT = MACOS / "com.pellux.launcher.plist"
 # decision that belongs into DEPLOYMENT.md first.
 TYPES = {
     "AbandonProcessGroup": bool,
+    "AssociatedBundleIdentifiers": str,
     "ExitTimeOut": int,
     "KeepAlive": dict,
     "Label": str,
     "LimitLoadToSessionType": str,
+    "ProcessType": str,
     "ProgramArguments": list,
     "ThrottleInterval": int,
 }
 
 
-def agent(app="/Applications/Pellux.app", launch_list="/Users/u/Library/Application Support/Pellux/launch-list.json"):
-    text = AGENT.read_text(encoding="utf-8").replace("@APP@", app).replace("@LIST@", launch_list)
+def agent():
+    text = AGENT.read_text(encoding="utf-8")
+    for placeholder, value in (
+        ("@APP@", "/Applications/Pellux.app"),
+        ("@LIST@", "/Users/u/Library/Application Support/Pellux/launch-list.json"),
+        ("@BUNDLE_IDENTIFIER@", "com.example.drive"),
+    ):
+        text = text.replace(placeholder, value)
     return plistlib.loads(text.encode(), fmt=plistlib.FMT_XML)
 
 
@@ -48,17 +56,38 @@ class LaunchAgent(unittest.TestCase):
         self.assertEqual(others, [])
 
     def test_leaves_nothing_to_replace(self):
-        for argument in agent()["ProgramArguments"]:
-            self.assertNotRegex(argument, "@|~|\\$")
+        for text in [*agent()["ProgramArguments"], agent()["AssociatedBundleIdentifiers"]]:
+            self.assertNotRegex(text, "@|~|\\$")
+
+    def test_names_the_application_whose_login_item_it_is(self):
+        self.assertEqual(agent()["AssociatedBundleIdentifiers"], "com.example.drive")
+
+    def test_is_not_throttled(self):
+        # The programs inherit it; the other values that launchd knows are Background, Standard and Adaptive.
+        self.assertEqual(agent()["ProcessType"], "Interactive")
 
     def test_restarts_after_failures_only(self):
         # The launcher's exit status is 0 for failures and 1 for an orderly end.
         self.assertEqual(agent()["KeepAlive"], {"SuccessfulExit": True, "Crashed": True})
 
     def test_allows_for_a_stop_and_does_not_wait_for_ever(self):
-        default_seconds, longest_logout_seconds = 20, 120
-        self.assertGreater(agent()["ExitTimeOut"], default_seconds)
-        self.assertLessEqual(agent()["ExitTimeOut"], longest_logout_seconds)
+        # 5 s is what launchd allows by itself on current systems, 20 s on old ones; 60 s is the most that an agent gets.
+        longest_default_seconds, ceiling_seconds = 20, 60
+        self.assertGreater(agent()["ExitTimeOut"], longest_default_seconds)
+        self.assertLessEqual(agent()["ExitTimeOut"], ceiling_seconds)
+
+    def test_has_each_placeholder_explained_and_filled_in(self):
+        text = (MACOS / "DEPLOYMENT.md").read_text(encoding="utf-8")
+        for placeholder in set(re.findall("@[A-Z_]+@", AGENT.read_text(encoding="utf-8"))):
+            with self.subTest(placeholder=placeholder):
+                self.assertIn(f"`{placeholder}`", text)
+        for filled_in in ("ProgramArguments.0", "ProgramArguments.2", "AssociatedBundleIdentifiers"):
+            with self.subTest(filled_in=filled_in):
+                self.assertIn(f"plutil -replace {filled_in} -string", text)
+
+    def test_is_loaded_again_when_the_stop_is_over_only(self):
+        text = (MACOS / "DEPLOYMENT.md").read_text(encoding="utf-8")
+        self.assertRegex(text, r"launchctl bootout .*\nwhile launchctl print .*\nlaunchctl bootstrap ")
 
     def test_has_each_key_explained(self):
         text = (MACOS / "DEPLOYMENT.md").read_text(encoding="utf-8")
