@@ -42,5 +42,6 @@ endfunction()
 
 file(GENERATE OUTPUT ${PROJECT_BINARY_DIR}/bundle.txt CONTENT
 "name=${pellux_bundle_name}
+version=${PROJECT_VERSION}
 programs=$<JOIN:$<TARGET_PROPERTY:bundle,PELLUX_PROGRAMS>, >
 ")

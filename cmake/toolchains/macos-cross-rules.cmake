@@ -16,7 +16,10 @@ foreach(_language C CXX)
   set(CMAKE_${_language}_LINK_FLAGS "")
   set(CMAKE_${_language}_LINKER_WRAPPER_FLAG "")  # "LINKER:-a,b" becomes "-a b".
   set(CMAKE_${_language}_VERBOSE_FLAG -v)         # It has a part for the linker, which no driver unwraps here.
-  set(CMAKE_${_language}_LINK_EXECUTABLE "${_link} <OBJECTS> -o <TARGET> ${_libraries}")
+  # Two commands each. The linker has no option for what the second one does.
+  set(_bind_at_load "\"${MACOS_PYTHON}\" \"${CMAKE_CURRENT_LIST_DIR}/../../tools/macos/bind_at_load.py\" <TARGET>")
+  set(CMAKE_${_language}_LINK_EXECUTABLE "${_link} <OBJECTS> -o <TARGET> ${_libraries}" "${_bind_at_load}")
   set(CMAKE_${_language}_CREATE_SHARED_LIBRARY
-    "${_link} -dylib -o <TARGET> <SONAME_FLAG> <TARGET_INSTALLNAME_DIR><TARGET_SONAME> <OBJECTS> ${_libraries}")
+    "${_link} -dylib -o <TARGET> <SONAME_FLAG> <TARGET_INSTALLNAME_DIR><TARGET_SONAME> <OBJECTS> ${_libraries}"
+    "${_bind_at_load}")
 endforeach()

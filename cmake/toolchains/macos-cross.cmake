@@ -22,6 +22,7 @@ set(CMAKE_C_FLAGS_INIT -fno-sanitize=undefined)
 set(CMAKE_CXX_FLAGS_INIT -fno-sanitize=undefined)
 
 find_program(MACOS_LINKER NAMES ld64.lld-19 REQUIRED)
+find_program(MACOS_PYTHON NAMES python3 REQUIRED)
 find_program(CMAKE_AR NAMES llvm-ar-19 REQUIRED)
 find_program(CMAKE_RANLIB NAMES llvm-ranlib-19 REQUIRED)
 find_program(PELLUX_NM NAMES llvm-nm-19 REQUIRED)  # The host's does not read what is built here.

@@ -12,20 +12,33 @@ import struct
 
 ARCHITECTURES = {0x01000007: "x86_64", 0x0100000C: "arm64"}
 EXECUTABLE, DYLIB, DSYM = 2, 6, 10
+# The variant of the processor that every machine of its kind is. The other one of arm64 is arm64e, with signed
+# pointers, in which the system starts only its own programs. The highest byte of a variant holds flags.
+PLAIN_VARIANTS = {"x86_64": 3, "arm64": 0}
 
+# Flags of an image: names are looked up in the library that they were linked against; it can lie anywhere in memory;
+# what is on the stack may be executed.
+MH_TWOLEVEL, MH_PIE, MH_ALLOW_STACK_EXECUTION = 0x80, 0x200000, 0x20000
+# Rights to memory.
+WRITE, EXECUTE = 2, 4
+
+LC_SYMTAB = 0x2
 LC_LOAD_DYLIB = 0xC
 LC_ID_DYLIB = 0xD
+LC_LOAD_DYLINKER = 0xE
+LC_SEGMENT_64 = 0x19
 LC_UUID = 0x1B
 LC_CODE_SIGNATURE = 0x1D
 LC_VERSION_MIN_MACOSX = 0x24
 LC_DYLD_ENVIRONMENT = 0x27
 LC_BUILD_VERSION = 0x32
 LC_RPATH = 0x8000001C
+LC_MAIN = 0x80000028
 LC_DYLD_INFO = (0x22, 0x80000022)
 LC_DYLD_EXPORTS_TRIE = 0x80000033
 LC_DYLD_CHAINED_FIXUPS = 0x80000034
-# Weakly, as a re-export, lazily, upwards: however a library is loaded, it counts in the order of libraries.
-LOADING = (LC_LOAD_DYLIB, 0x80000018, 0x8000001F, 0x20, 0x80000023)
+# However a library is loaded, it counts in the order of libraries.
+LOADING = {LC_LOAD_DYLIB: "", 0x80000018: "weakly", 0x8000001F: "as a re-export", 0x20: "lazily", 0x80000023: "upwards"}
 
 # Where an import is looked up when that is no single library.
 SPECIAL_PLACES = {0: "this image", -1: "the program", -2: "every image", -3: "every image with weak definitions"}
@@ -85,15 +98,53 @@ def slices(data):
         return {image.architecture: image}
     found = {}
     (count,) = struct.unpack_from(">I", data, 4)
+    end = 8 + 20 * count
     for index in range(count):
-        cpu, _, offset, size, align = struct.unpack_from(">5I", data, 8 + 20 * index)
+        cpu, variant, offset, size, align = struct.unpack_from(">5I", data, 8 + 20 * index)
         if offset % (1 << align) or offset + size > len(data):
             raise Malformed(f"slice {index} is not aligned or not inside the file")
+        if offset < end or data[end:offset].strip(b"\0"):
+            raise Malformed(f"bytes before slice {index} belong to none")
         image = Image(data[offset : offset + size])
-        if ARCHITECTURES.get(cpu) != image.architecture or image.architecture in found:
+        if (ARCHITECTURES.get(cpu), variant) != (image.architecture, image.variant) or image.architecture in found:
             raise Malformed(f"slice {index} is not what the file's header says, or there twice")
         found[image.architecture] = image
+        end = offset + size
+    if end != len(data):
+        raise Malformed(f"{len(data) - end} bytes behind the last slice")
     return found
+
+
+class Segment:
+    """A part of an image that is mapped as one, with its sections by name: (address, size, place in the image)."""
+
+    def __init__(self, command):
+        name, self.address, self.size, self.offset, self.file_size = struct.unpack_from("<16s4Q", command, 8)
+        self.name = name.rstrip(b"\0").decode()
+        self.highest_rights, self.rights, count = struct.unpack_from("<3I", command, 56)
+        self.sections = {}
+        for index in range(count):
+            section, address, size, offset = struct.unpack_from("<16s16x2QI", command, 72 + 80 * index)
+            self.sections[section.rstrip(b"\0").decode()] = (address, size, offset)
+
+
+def signed_anew(data):
+    """The image in `data` with the hash of every page in its ad-hoc signature made right. Needs no signature."""
+    changed = bytearray(data)
+    for command in Image(data)._all(LC_CODE_SIGNATURE):
+        (signature,) = struct.unpack_from("<I", command, 8)
+        (parts,) = struct.unpack_from(">I", data, signature + 8)
+        for kind, offset in struct.iter_unpack(">2I", data[signature + 12 : signature + 12 + 8 * parts]):
+            if kind != 0:
+                continue
+            directory = signature + offset
+            hashes, _, _, count, limit = struct.unpack_from(">5I", data, directory + 16)
+            page = 1 << data[directory + 39]
+            for index in range(count):
+                content = changed[index * page : min((index + 1) * page, limit)]
+                place = directory + hashes + 32 * index
+                changed[place : place + 32] = hashlib.sha256(content).digest()
+    return bytes(changed)
 
 
 class Image:
@@ -103,7 +154,7 @@ class Image:
         self.data = data
         if len(data) < 32 or data[:4] != b"\xcf\xfa\xed\xfe":
             raise Malformed("no 64-bit Mach-O image")
-        cpu, _, self.kind, count, _, self.flags, _ = struct.unpack_from("<7I", data, 4)
+        cpu, self.variant, self.kind, count, _, self.flags, _ = struct.unpack_from("<7I", data, 4)
         self.architecture = ARCHITECTURES.get(cpu, f"processor {cpu:#x}")
         self.commands = []  # (number, bytes of the whole command)
         offset = 32
@@ -136,6 +187,37 @@ class Image:
         """The libraries that it loads; imports count them from 1."""
         return [self._text_of(command) for command in self._all(*LOADING)]
 
+    def oddly_loaded_libraries(self):
+        """The libraries that are not simply loaded, as texts that say how they are."""
+        return [f"{self._text_of(command)} {LOADING[kind]}" for kind, command in self.commands if LOADING.get(kind)]
+
+    def loaders(self):
+        """The programs that are to load it."""
+        return [self._text_of(command) for command in self._all(LC_LOAD_DYLINKER)]
+
+    def segments(self):
+        return [Segment(command) for command in self._all(LC_SEGMENT_64)]
+
+    def section(self, segment, name):
+        """(address, content) of a section, or None."""
+        for found in self.segments():
+            if found.name == segment and name in found.sections:
+                address, size, offset = found.sections[name]
+                return address, self._piece(offset, size)
+        return None
+
+    def external_symbols(self):
+        """The symbols that the symbol table offers to other images."""
+        found = set()
+        for command in self._all(LC_SYMTAB):
+            symbols, count, texts, texts_size = struct.unpack_from("<4I", command, 8)
+            strings = self._piece(texts, texts_size)
+            for name, kind, _, _, _ in struct.iter_unpack("<I2BHQ", self._piece(symbols, 16 * count)):
+                debugging, defined, external = kind & 0xE0, kind & 0x0E, kind & 0x01
+                if not debugging and defined and external:
+                    found.add(c_string(strings, name))
+        return found
+
     def identity(self):
         """The library's own name, current version and compatibility version, or None."""
         for command in self._all(LC_ID_DYLIB):
@@ -154,6 +236,11 @@ class Image:
             found.append(version_text(struct.unpack_from("<I", command, 8)[0]))
         return found
 
+    def sdk_versions(self):
+        """The versions of the SDK that it was built with, as packed numbers, one for each command that says so."""
+        found = [struct.unpack_from("<I", command, 16)[0] for command in self._all(LC_BUILD_VERSION)]
+        return found + [struct.unpack_from("<I", command, 12)[0] for command in self._all(LC_VERSION_MIN_MACOSX)]
+
     def uuid(self):
         """What binds debugging symbols to their image; empty without one."""
         return b"".join(command[8:24] for command in self._all(LC_UUID))
@@ -162,6 +249,10 @@ class Image:
 
     def imports(self):
         """The set of (library or place, symbol)."""
+        return {(place, symbol) for place, symbol, _, _ in self.import_entries()}
+
+    def import_entries(self):
+        """The set of (library or place, symbol, whether it may be missing, whether it is bound at its first use)."""
         found = set()
         libraries = self.libraries()
 
@@ -174,20 +265,22 @@ class Image:
 
         for command in self._all(*LC_DYLD_INFO):
             _, _, bind, bind_size, weak, weak_size, lazy, lazy_size = struct.unpack_from("<8I", command, 8)
-            for ordinal, symbol in self._bound(bind, bind_size) | self._bound(lazy, lazy_size):
-                found.add((place(ordinal), symbol))
-            for _, symbol in self._bound(weak, weak_size):
-                found.add((place(-3), symbol))
+            for ordinal, symbol, optional in self._bound(bind, bind_size):
+                found.add((place(ordinal), symbol, optional, False))
+            for ordinal, symbol, optional in self._bound(lazy, lazy_size):
+                found.add((place(ordinal), symbol, optional, True))
+            for _, symbol, optional in self._bound(weak, weak_size):
+                found.add((place(-3), symbol, optional, False))
         for command in self._all(LC_DYLD_CHAINED_FIXUPS):
-            for ordinal, symbol in self._chained(*struct.unpack_from("<2I", command, 8)):
-                found.add((place(ordinal), symbol))
+            for ordinal, symbol, optional in self._chained(*struct.unpack_from("<2I", command, 8)):
+                found.add((place(ordinal), symbol, optional, False))
         return found
 
     def _bound(self, offset, size):
-        """What a stream of binding instructions names: the set of (ordinal, symbol)."""
+        """What a stream of binding instructions names: the set of (ordinal, symbol, whether it may be missing)."""
         reader = Reader(self._piece(offset, size))
         found = set()
-        ordinal, symbol = 0, None
+        ordinal, symbol, optional = 0, None, False
         while not reader.at_end():
             byte = reader.byte()
             instruction, value = byte & 0xF0, byte & 0x0F
@@ -199,13 +292,14 @@ class Image:
                 ordinal = value - 16 if value else 0
             elif instruction == 0x40:
                 symbol = reader.text()
-                strong_definition = 0x8
+                weak_import, strong_definition = 0x1, 0x8
+                optional = bool(value & weak_import)
                 if value & strong_definition:  # Nothing is bound here, but it takes the place of others' weak ones.
-                    found.add((-3, symbol))
+                    found.add((-3, symbol, optional))
             elif instruction in (0x60, 0x70, 0x80):  # What to add to the address, and where to bind.
                 reader.uleb()
             elif instruction in (0x90, 0xA0, 0xB0, 0xC0):
-                found.add((ordinal, symbol))
+                found.add((ordinal, symbol, optional))
                 for _ in range({0xA0: 1, 0xC0: 2}.get(instruction, 0)):
                     reader.uleb()
             elif instruction not in (0x00, 0x50):  # The end, of one lazy import too; the type.
@@ -223,13 +317,13 @@ class Image:
             at = imports + index * entry_bytes
             if form == 3:
                 (entry,) = struct.unpack_from("<Q", data, at)
-                ordinal, name, ordinals = entry & 0xFFFF, entry >> 32, 1 << 16
+                ordinal, optional, name, ordinals = entry & 0xFFFF, entry >> 16 & 1, entry >> 32, 1 << 16
             else:
                 (entry,) = struct.unpack_from("<I", data, at)
-                ordinal, name, ordinals = entry & 0xFF, entry >> 9, 1 << 8
+                ordinal, optional, name, ordinals = entry & 0xFF, entry >> 8 & 1, entry >> 9, 1 << 8
             if ordinal > ordinals - 16:
                 ordinal -= ordinals
-            found.add((ordinal, c_string(data, symbols + name)))
+            found.add((ordinal, c_string(data, symbols + name), bool(optional)))
         return found
 
     # --- Exports
