@@ -11,6 +11,10 @@ void AdoptOrphans();
 // nothing behind. Does nothing where the platform has no such thing.
 void EndWithParent(int signal_number);
 
+// Returns whether a library that is loaded first takes the place of the system's functions by defining their names. On
+// macOS a program knows of each function which library it comes from.
+bool LibrariesReplaceSystemFunctions();
+
 // Returns whether a limit on a user's processes limits the threads, too.
 bool ThreadsCountAsProcesses();
 

@@ -17,4 +17,6 @@ bool MainThreadWaits(pid_t process) {
 
 void EndWithParent(int signal_number) { (void)prctl(PR_SET_PDEATHSIG, signal_number); }
 
+bool LibrariesReplaceSystemFunctions() { return true; }
+
 bool ThreadsCountAsProcesses() { return true; }

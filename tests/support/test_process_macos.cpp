@@ -19,4 +19,6 @@ bool MainThreadWaits(pid_t process) {
   return thread.pth_run_state == TH_STATE_WAITING;
 }
 
+bool LibrariesReplaceSystemFunctions() { return false; }
+
 bool ThreadsCountAsProcesses() { return false; }
