@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "launcherctl/check_verb.h"
+#include "launcherctl/completion.h"
 #include "launcherctl/escape.h"
 #include "launcherctl/exit_status.h"
 #include "launcherctl/explain_verb.h"
@@ -118,6 +119,40 @@ static void AddStop(CommandLine& line) {
   verb->callback([&line] { line.run = [](Output& out) { return RunStop(options, out); }; });
 }
 
+static std::vector<CompletedVerb> VerbsToComplete(const CLI::App& app) {
+  std::vector<CompletedVerb> verbs;
+  for (const CLI::App* known : app.get_subcommands([](const CLI::App*) { return true; })) {
+    if (known->get_group().empty()) continue;
+    CompletedVerb verb;
+    verb.name = known->get_name();
+    verb.summary = known->get_description();
+    for (const CLI::Option* option : known->get_options()) {
+      for (const std::string& name : option->get_lnames()) verb.options.push_back("--" + name);
+      if (option->get_positional() && option->get_name(true) == "LIST") verb.takes = CompletedVerb::Takes::kFiles;
+      if (option->get_positional() && option->get_name(true) == "NAME") verb.takes = CompletedVerb::Takes::kItems;
+    }
+    verbs.push_back(std::move(verb));
+  }
+  return verbs;
+}
+
+// Hidden: whoever installs a completion asks for it, and the completion itself.
+static void AddCompletion(CommandLine& line) {
+  static std::string what;
+  CLI::App* const verb = line.app.add_subcommand("completion", "Completion for a shell, to be sourced")->group("");
+  verb->add_option("WHAT", what, "bash, zsh, or items")->required()->check(CLI::IsMember({"bash", "zsh", "items"}));
+  verb->callback([&line] {
+    line.run = [&line](Output& out) {
+      if (what == "items") {
+        for (const std::string& name : NamesToComplete()) out.Write(name + "\n");
+      } else {
+        out.Write(CompletionFor(what, VerbsToComplete(line.app)));
+      }
+      return static_cast<int>(kAllIsWell);
+    };
+  });
+}
+
 // "--watch" takes its value behind an equals sign alone, or none.
 static void GiveWatchItsValue(std::vector<std::string>& arguments) {
   for (std::string& argument : arguments) {
@@ -160,6 +195,7 @@ int main(int argc, char** argv) {
   AddStatus(line);
   AddStop(line);
   AddWhy(line);
+  AddCompletion(line);
 
   std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
   HideNegativeNumbers(arguments);
@@ -185,7 +221,10 @@ int main(int argc, char** argv) {
   } catch (const CLI::CallForVersion& version) {
     out.Write(std::string(version.what()) + "\n");
   } catch (const CLI::ParseError& error) {
-    out.Error(error.what());
+    out.Error(ShownText(error.what()));
+    exit_status = kNotAnswered;
+  } catch (const std::exception& error) {
+    out.Error("this program has failed: " + ShownText(error.what()));
     exit_status = kNotAnswered;
   }
   (void)out.Flush(exit_status);
