@@ -34,7 +34,7 @@ static std::vector<RecordedCall> EndsOf(const Bundle& bundle, const std::string&
 
 // The raw wait status that the line of an end tells; -1 when pid and ret differ.
 static int StatusOf(const RecordedCall& end) {
-  const std::regex form(R"(\[LAUNCHER  \] .* (\d+) is killed\. ret = \1, status = (\d+))");
+  static const std::regex form(R"(\[LAUNCHER  \] .* (\d+) is killed\. ret = \1, status = (\d+))");
   std::smatch match;
   return std::regex_match(end.second, match, form) ? std::stoi(match[2].str()) : -1;
 }
@@ -381,17 +381,19 @@ TEST(SameName, ReplacesTheEarlierItemAHundredTimesOutOfAHundred) {
     for (int i = 0; i < kLaunchers; ++i) {
       launchers.push_back(std::make_unique<LauncherProcess>(bundle, std::vector<std::string>{"agent", list}, options));
     }
+    for (const auto& launcher : launchers) launcher->WaitUntilItWaits();
+    const auto starts = StartsOf(bundle, "twin");
+    const auto ends = EndsOf(bundle, "twin");
     for (const auto& launcher : launchers) {
       const auto lines_of = [&](const std::vector<RecordedCall>& calls) {
         return std::count_if(calls.begin(), calls.end(),
                              [&](const RecordedCall& call) { return call.process == launcher->pid(); });
       };
-      launcher->WaitUntilItWaits();
-      EXPECT_EQ(lines_of(EndsOf(bundle, "twin")), 1);
-      EXPECT_EQ(lines_of(StartsOf(bundle, "twin")), 2);
-      for (const RecordedCall& end : EndsOf(bundle, "twin")) EXPECT_EQ(StatusOf(end), SIGKILL);
+      EXPECT_EQ(lines_of(starts), 2);
+      EXPECT_EQ(lines_of(ends), 1);
       EXPECT_TRUE(launcher->IsRunning());
     }
+    for (const RecordedCall& end : ends) EXPECT_EQ(StatusOf(end), SIGKILL);
     for (const auto& launcher : launchers) launcher->Signal(SIGTERM);
     for (const auto& launcher : launchers) {
       EXPECT_EQ(launcher->ExitStatus(), 1);
