@@ -104,7 +104,7 @@ TEST(EndlessList, IsReadUntilMemoryEndsAndLeavesNobody) {
 TEST(HugeList, OfSixtyMegabytesAndManyKeysIsStarted) {
   const Bundle bundle(Bundle::Logger::kRecording);
   std::string keys;
-  const int count = 20000 * SoakFactor();
+  const int count = 50000 * SoakFactor();
   for (int i = 0; i < count; ++i) keys += "\"unused " + std::to_string(i) + "\": 0,\n";
   const std::string list = bundle.WriteList("{" + keys + "\"text\": \"" + std::string(size_t{60} << 20, 'x') +
                                             R"(", "0": {"name": "huge", "program": "/bin/sleep", "argc": 1,)" +
@@ -112,6 +112,7 @@ TEST(HugeList, OfSixtyMegabytesAndManyKeysIsStarted) {
   LauncherProcess launcher(bundle, list);
   EXPECT_TRUE(WaitUntil([&] { return CountLogged(bundle, "Start to fork huge") == 1; }));
   EXPECT_EQ(launcher.Stop(), 1);
+  ShowFigures("a text of 60 MiB and " + std::to_string(count) + " keys beside the item");
 }
 
 TEST(HugeSettings, WithALineOfFiftyMegabytesMeanTheDefault) {
