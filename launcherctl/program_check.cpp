@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <optional>
 #include <string_view>
 
 #include "launcherctl/escape.h"
@@ -77,9 +78,10 @@ static ProgramProblem LookAtFile(const std::string& path, const struct stat& sta
 
 // --- What it is
 
-static std::string Head(const std::string& path) {
+// The file's first bytes, or nothing when it can't be read.
+static std::optional<std::string> ReadHead(const std::string& path) {
   const int file = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-  if (file < 0) return {};
+  if (file < 0) return std::nullopt;
   std::string head(kHeadBytes, '\0');
   const ssize_t count = read(file, head.data(), head.size());
   (void)close(file);
@@ -140,7 +142,7 @@ static ProgramProblem LookAtFormat(const std::string& program, std::string_view 
   static constexpr const char* kOtherBuild = "Put the program there that was built for this system and processor.";
   if (head.substr(0, 2) == "#!") return LookAtInterpreter(head);
   const BinaryFormat format = ReadBinaryFormat(head);
-  const std::vector<std::string> processors = ExecutedProcessors();
+  static const std::vector<std::string> processors = ExecutedProcessors();
   const bool has_a_processor =
       processors.empty() || std::any_of(format.processors.begin(), format.processors.end(), [&](const auto& one) {
         return std::find(processors.begin(), processors.end(), one) != processors.end();
@@ -176,6 +178,6 @@ ProgramProblem CheckProgram(const std::string& program) {
   if (status.st_size == 0) {
     return {kNotExecutable, "is an empty file", "Put the program there."};
   }
-  if (access(program.c_str(), R_OK) != 0) return {};
-  return LookAtFormat(program, Head(program));
+  const std::optional<std::string> head = ReadHead(program);
+  return head ? LookAtFormat(program, *head) : ProgramProblem();
 }

@@ -32,6 +32,17 @@ class Codes(unittest.TestCase):
         self.assertEqual(sorted(set(page)), sorted(page))
         self.assertEqual(set(page), codes)
 
+    def test_of_findings_have_the_severities_that_the_page_tells(self):
+        text = source("check_list.cpp", "check_settings.cpp", "launchers.cpp")
+        used = {code: {"error"} for code in re.findall(r'k\w+ = "([a-z-]+)";', source("program_check.cpp"))}
+        severity = r"Severity::k(\w+)"
+        for code, *severities in re.findall(rf'"([a-z0-9-]+)",\s*(?:\w+ \? )?{severity}(?:\s*: {severity})?', text):
+            used.setdefault(code, set()).update(severity.lower() for severity in severities if severity)
+        section = re.search(r"^\.Ss Findings$(.*?)^\.S[sh] ", PAGE, re.M | re.S)[1]
+        told = {code: set(severities.split(", "))
+                for code, severities in re.findall(r"^\.It Cm (\S+)\n\((.*)\)$", section, re.M)}
+        self.assertEqual(told, used)
+
     def test_of_diagnoses_are_all_explained(self):
         # Longer ones only, and those that are assigned: a summary may be any word.
         text = source("diagnosis.cpp", "diagnosis.h", "why_verb.cpp")
