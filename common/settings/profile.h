@@ -6,12 +6,13 @@
 //   KEY=VALUE   inside a section. The key ends directly before the first '=', a blank before it included, so that
 //               "LEVEL = DEBUG" does not set LEVEL. The value is what stands between the first '=' and the second
 //               or the end of the line, blanks and quotes included.
-// Names match without regard to ASCII case. There are no comments, escapes or continuation lines; what is none of the
-// two forms is passed over, and so is a line with nothing after its first '='. Only the first section of a name
-// counts, and in it the first line with the key. Text behind a NUL byte in a line is ignored, and a byte-order mark
-// hides a section header behind it.
+// Names match without regard to ASCII case. There are no comments, escapes or continuation lines; a line of another
+// form is passed over, and so is one with nothing after its first '='. Only the first section of a name counts, and in
+// it the first line with the key. Text behind a NUL byte in a line is ignored, and a byte-order mark hides a section
+// header behind it.
 //
 // A FOLDER IN THE PLACE OF THE FILE IS READ FOR EVER: opening it succeeds, and it has no end. The call never returns.
+// So it is with a device that has no end; and for a FIFO the call waits until somebody writes to it.
 #pragma once
 
 #include <cstdint>
@@ -33,7 +34,7 @@ uint64_t GetPrivateProfileString(std::string section, std::string key, std::stri
 // up to the first other character. Of a number beyond 32 bits the low 32 count, so that -1 gives 4294967295; one beyond
 // the range of `long` counts as the nearest in it.
 //
-// A missing file, section or key gives `fallback`. A key whose value is empty or no number gives 0, unlike the text
+// A missing file, section or key gives `fallback`. A key whose value is empty or not a number gives 0, unlike the text
 // variant.
 //
 //   const uint32_t days = GetPrivateProfileInt("LOG", "KEEP_DAYS", 7, path);

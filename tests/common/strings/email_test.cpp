@@ -91,7 +91,8 @@ TEST(IsEmailValid, AsksTheGlobalLocaleForLettersAndDigits) {
   table[static_cast<unsigned char>('+')] = std::ctype_base::alpha;
   table[0xE4] = std::ctype_base::digit;
   const std::locale before = std::locale::global(std::locale(std::locale(), new std::ctype<char>(table)));
-  const std::regex form = ModelEmailForm();
+  // The form with "[.]" for "\.": where '.' is a letter, libc++ takes the latter for an escape that it does not know.
+  const std::regex form(R"((\w+)([.]|_)?(\w*)@(\w+)([.](\w+))+)");
   int valid = 0;
   ForEachText(".@+a_\xE4", 6, [&form, &valid](const std::string& text) {
     const bool expected = std::regex_match(text, form);
