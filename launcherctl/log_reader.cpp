@@ -366,33 +366,5 @@ std::string PlaceOf(const LogRecord& record, const Log& log) {
   return place;
 }
 
-std::string LoggedForm(std::string_view text) {
-  static constexpr char kHexDigits[] = "0123456789ABCDEF";
-  std::string logged;
-  logged.reserve(text.size());
-  while (!text.empty()) {
-    const size_t bytes = CharacterBytes(text);
-    const auto lead = static_cast<unsigned char>(text[0]);
-    const bool is_control = bytes == 1   ? lead < 0x20 || lead == 0x7F
-                            : bytes == 2 ? lead == 0xC2 && static_cast<unsigned char>(text[1]) < 0xA0
-                                         : bytes == 0;
-    const std::string_view character = text.substr(0, bytes > 0 ? bytes : 1);
-    text.remove_prefix(character.size());
-    if (!is_control) {
-      logged += character;
-    } else if (character == "\n") {
-      logged += "\\n";
-    } else if (character == "\t") {
-      logged += "\\t";
-    } else if (character == "\r") {
-      logged += "\\r";
-    } else {
-      for (const char byte : character) {
-        logged += "\\x";
-        logged += kHexDigits[static_cast<unsigned char>(byte) >> 4];
-        logged += kHexDigits[static_cast<unsigned char>(byte) & 0x0F];
-      }
-    }
-  }
-  return logged;
-}
+// Texts for people are shown as the log shows them.
+std::string LoggedForm(std::string_view text) { return ShownText(text); }

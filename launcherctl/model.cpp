@@ -213,21 +213,22 @@ class Matcher {
       const auto found = items_by_name.find(name);
       if (found == items_by_name.end()) continue;
       const std::vector<size_t>& items = found->second;
-      // Of items of one name the last is supervised; the others are replaced, and their threads gone.
-      for (Supervisor* const supervisor : named) {
-        if (supervisor->thread != nullptr && named.size() <= items.size()) Assign(*supervisor, items.back());
+      // Of items of one name the last is supervised; the others are replaced one after the other, and their threads
+      // are gone soon.
+      std::vector<Supervisor*> in_order;
+      for (const bool is_gone : {true, false}) {
+        for (Supervisor* const supervisor : named) {
+          if ((supervisor->thread == nullptr) == is_gone) in_order.push_back(supervisor);
+        }
       }
-      size_t next = 0;
-      for (Supervisor* const supervisor : named) {
-        if (supervisor->item) continue;
-        const bool is_only_one = items.size() == 1;
-        if (is_only_one && IsFree(items[0])) Assign(*supervisor, items[0]);
-        if (!is_only_one && next + 1 < items.size()) Assign(*supervisor, items[next++]);
+      if (in_order.size() > items.size()) continue;
+      if (in_order.back()->thread != nullptr) {
+        Assign(*in_order.back(), items.back());
+        in_order.pop_back();
       }
+      for (size_t i = 0; i < in_order.size(); ++i) Assign(*in_order[i], items[i]);
     }
   }
-
-  bool IsFree(size_t item) const { return std::find(free_items.begin(), free_items.end(), item) != free_items.end(); }
 
   // Between two threads whose items are known lie as many threads as items, or nothing is said.
   void MatchBetweenAnchors() {

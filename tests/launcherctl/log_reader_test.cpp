@@ -177,5 +177,5 @@ TEST(ReachesBackTo, FailsWhereTheOldestFileMayHaveHadOneBeforeIt) {
 
 TEST(LoggedForm, IsWhatTheLogWrites) {
   EXPECT_EQ(LoggedForm("a\n\t\r\x1b\x7f\\ \xC3\xA4 \xC2\x85 \xFF \xE2\x80\xAE"),
-            "a\\n\\t\\r\\x1B\\x7F\\ \xC3\xA4 \\xC2\\x85 \\xFF \xE2\x80\xAE");
+            "a\\n\\t\\r\\x1B\\x7F\\ \xC3\xA4 \\xC2\\x85 \\xFF \\xE2\\x80\\xAE");
 }
