@@ -3,7 +3,7 @@
 #include <locale>
 
 // The form without its groups is `\w+(\.\w*)?@\w+(\.\w+)+`, because '_' is itself a word character. These are the
-// places in it; several at once are possible, because a locale may take a '.' or an '@' for a letter.
+// places in it; several at once are possible, because a locale may take an '@' for a letter, too.
 static constexpr unsigned kStart = 1;
 static constexpr unsigned kInLocalPart = 2;
 static constexpr unsigned kBehindLocalDot = 4;

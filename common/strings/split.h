@@ -16,12 +16,15 @@
 //   split("a==b=", std::regex("="))  // "a", "", "b"
 //   split("", std::regex("="))       // ""
 //
-// Throws only what the allocation or the expression's matcher throws. Pieces may be of any length, but some matchers
-// recurse once for each character that a '*' or '+' takes, so that a single separator of some ten thousand characters
-// overflows the stack.
+// An expression that can match the empty text advances by the rules of `std::regex_iterator`, so that
+// split("ab", std::regex("x*")) gives "", "a", "b".
 //
-// An expression that can match the empty text
-// advances by the rules of `std::regex_iterator`, so that split("ab", std::regex("x*")) gives "", "a", "b". Safe to
-// call from any thread, and between `fork` and `execv` as long as the process has used a regular expression before.
+// Throws only what the allocation or the expression's matcher throws. Pieces may be of any length, but some matchers
+// recurse once for each character that a '*' or '+' takes, in a separator and in what merely begins like one: "a+="
+// overflows the stack on a text with some ten thousand 'a' in a row. Expressions without these are safe on any text.
+//
+// Safe to call from any thread, and between `fork` and `execv` as long as the process has used a regular expression
+// before. That is not said of constructing one: in some standard libraries the first expressions of a process fill
+// tables of the locale without a lock, so construct one before the threads start.
 std::vector<std::string> split(const std::string& text, const std::regex& separator);
 std::vector<std::wstring> split(const std::wstring& text, const std::wregex& separator);

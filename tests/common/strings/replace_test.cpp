@@ -72,13 +72,13 @@ TEST(ReplaceAll, AgreesWithTheModelOnAllShortTexts) {
 TEST(ReplaceAll, AgreesWithTheModelOnLongerTexts) {
   std::mt19937 random(20240229);
   int compared = 0;
-  for (size_t i = 0; i < 300000; ++i) {
+  for (size_t i = 0; i < 60000; ++i) {
     const std::string alphabet("aab\0\xC3", i % 4 + 2);
     const std::string from = RandomText(random, alphabet, 3) + 'a';
     const std::string to = RandomText(random, alphabet + "-", 7);
     if (AgreesWithTheModelIfItEnds(RandomText(random, alphabet, 60), from, to)) ++compared;
   }
-  EXPECT_GT(compared, 100000);
+  EXPECT_GT(compared, 20000);
 }
 
 TEST(ReplaceAll, AgreesWithTheModelOnWideTexts) {
