@@ -143,10 +143,10 @@ class Matcher {
     // Everything is as it was read, and everybody is there: the order alone tells.
     if (!facts.list_was_changed && alive == supervisors.size() && alive == free_items.size() && NamesFitInOrder()) {
       for (size_t i = 0; i < supervisors.size(); ++i) supervisors[i].item = free_items[i];
-      return std::move(supervisors);
+    } else {
+      MatchByName();
+      if (!facts.list_was_changed) MatchBetweenAnchors();
     }
-    MatchByName();
-    if (!facts.list_was_changed) MatchBetweenAnchors();
     MatchByCommand();
     return std::move(supervisors);
   }
