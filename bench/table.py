@@ -13,7 +13,8 @@ import re
 import sys
 
 # What google-benchmark itself puts behind a name.
-SUFFIX = re.compile(r"/(real_time|process_time|manual_time|(threads|iterations|repeats|min_time|min_warmup_time):[^/]*)$")
+SUFFIX = re.compile(
+    r"/(real_time|process_time|manual_time|(threads|iterations|repeats|min_time|min_warmup_time):[^/]*)$")
 NANOSECONDS = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
 HEADINGS = ("function", "input", "ours", "peer", "", "ratio")
 

@@ -46,7 +46,8 @@ endif()
 # pellux_compile(target [WITHOUT_SANITIZERS])
 #
 # Compiles the target's sources as all of ours: C++17 without extensions, our warnings, hardened, and with headers found
-# by their path from the top folder. WITHOUT_SANITIZERS is for small programs whose threads, memory or exit are looked at from outside.
+# by their path from the top folder. WITHOUT_SANITIZERS is for small programs whose threads, memory or exit are looked
+# at from outside.
 function(pellux_compile target)
   cmake_parse_arguments(PARSE_ARGV 1 arg "WITHOUT_SANITIZERS" "" "")
   target_compile_features(${target} PUBLIC cxx_std_17)

@@ -10,7 +10,8 @@
 include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)
 
-# Copied whole, not target by target: the bundle runs from wherever it is copied to, and a copy leaves a signature valid.
+# Copied whole, not target by target: the bundle runs from wherever it is copied to, and a copy leaves a signature
+# valid.
 install(DIRECTORY ${pellux_bundle}/Contents
   DESTINATION ${pellux_bundle_name}
   USE_SOURCE_PERMISSIONS

@@ -1,4 +1,5 @@
-# What the other scripts share; sourced, never run. Installs what is missing and builds.
+# shellcheck shell=bash
+# What the other scripts share; sourced from the top folder, never run. Installs what is missing and builds.
 
 say() { printf '%s\n' "$*"; }
 
@@ -11,13 +12,22 @@ fail() {
 show_help() {
   case ${1:-} in
     -h | --help)
-      sed -n '2,/^[^#]/p' "$0" | sed '$d; s/^# \{0,1\}//'
+      sed -n '2,/^[^#]/p' "scripts/$(basename "$0")" | sed '$d; s/^# \{0,1\}//'
       exit 0
       ;;
   esac
 }
 
 is_mac() { [ "$(uname -s)" = Darwin ]; }
+
+# The user's home folder as the user database has it.
+home_folder() {
+  if is_mac; then
+    dscl . -read "/Users/$(id -un)" NFSHomeDirectory | sed 's/^NFSHomeDirectory: //'
+  else
+    getent passwd "$(id -u)" | cut -d: -f6
+  fi
+}
 
 # Installs the named Debian packages that are missing; asks for nothing when none is.
 install_debian() {
@@ -29,8 +39,8 @@ install_debian() {
   say "Installing: ${missing[*]}"
   local as_root=()
   if [ "$(id -u)" -ne 0 ]; then
-    command -v sudo >/dev/null || fail "missing packages: ${missing[*]}. Installing them takes root, and there is no sudo." \
-      "Have somebody run: apt-get install ${missing[*]}"
+    command -v sudo >/dev/null || fail "missing packages: ${missing[*]}. Installing them takes root, and there is no" \
+      "sudo. Have somebody run: apt-get install ${missing[*]}"
     as_root=(sudo)
   fi
   "${as_root[@]}" apt-get update -qq || fail "apt-get update failed; missing packages: ${missing[*]}"

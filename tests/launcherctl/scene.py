@@ -1,5 +1,5 @@
-"""A launcher on a stage of its own, for tests of launcherctl: a copy of the built bundle with its own SDK name, and, for
-root, a user and a home folder of its own, so that no other launcher of this machine is seen or met.
+"""A launcher on a stage of its own, for tests of launcherctl: a copy of the built bundle with its own SDK name, and,
+for root, a user and a home folder of its own, so that no other launcher of this machine is seen or met.
 
     scene.py BUNDLE TEST...   (what every test program here takes; BUNDLE is the built Pellux.app)
 """

@@ -13,8 +13,8 @@ sys.dont_write_bytecode = True  # Nothing is to lie beside the sources.
 
 from source_tree import files, read, shipped_sources
 
-# Expressions that are not literals: an item's number in the list, an argument's in "args", and what a function that reads
-# members for others was given.
+# Expressions that are not literals: an item's number in the list, an argument's in "args", and what a function that
+# reads members for others was given.
 NOT_LITERAL = {"key.c_str()", "std::to_string(i).c_str()", "member"}
 
 

@@ -137,8 +137,9 @@ class PackageTest(unittest.TestCase):
 
     def test_other_platforms(self):
         result = subprocess.run(
-            [self.cache["CMAKE_COMMAND"], "-S", SOURCE, "-B", self.folder / "build", "-G", self.cache["CMAKE_GENERATOR"],
-             "-DCMAKE_SYSTEM_NAME=FreeBSD", f"-DCMAKE_CXX_COMPILER={self.cache['CMAKE_CXX_COMPILER']}"],
+            [self.cache["CMAKE_COMMAND"], "-S", SOURCE, "-B", self.folder / "build",
+             "-G", self.cache["CMAKE_GENERATOR"], "-DCMAKE_SYSTEM_NAME=FreeBSD",
+             f"-DCMAKE_CXX_COMPILER={self.cache['CMAKE_CXX_COMPILER']}"],
             capture_output=True, text=True, check=False)
         self.assertNotEqual(result.returncode, 0)
         self.assertIn("Pellux is made for Linux and macOS, not for FreeBSD", " ".join(result.stderr.split()))
