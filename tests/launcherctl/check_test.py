@@ -213,7 +213,8 @@ class Check(unittest.TestCase):
         self.assertIn(b"launcherctl: ", done.stderr)
 
     def test_hostile_bytes_never_end_it(self):
-        lists = [bytes([byte]) for byte in range(256)] + [b"{" * 5000, b"[" * 100000, b'{"0":' * 2000, b'"' + b"\\" * 999]
+        lists = [bytes([byte]) for byte in range(256)]
+        lists += [b"{" * 5000, b"[" * 100000, b'{"0":' * 2000, b'"' + b"\\" * 999]
         lists += [b'{"0": {"name": "a", "program": "/bin/sh", "argc": 2147483647, "args": {}}}',
                   b'{"0": {"name": "a", "program": "/bin/sh", "argc": 16383}}',
                   b'{"0": {"' + b"x" * 100000 + b'": "' + b"y" * 100000 + b'"}}', b"\xff" * 10000, b"\x00" * 10000]

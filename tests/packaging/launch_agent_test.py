@@ -71,7 +71,7 @@ class LaunchAgent(unittest.TestCase):
         self.assertEqual(agent()["KeepAlive"], {"SuccessfulExit": True, "Crashed": True})
 
     def test_allows_for_a_stop_and_does_not_wait_for_ever(self):
-        # 5 s is what launchd allows by itself on current systems, 20 s on old ones; 60 s is the most that an agent gets.
+        # 5 s is what launchd allows by itself on current systems, 20 s on old ones; 60 s is the most an agent gets.
         longest_default_seconds, ceiling_seconds = 20, 60
         self.assertGreater(agent()["ExitTimeOut"], longest_default_seconds)
         self.assertLessEqual(agent()["ExitTimeOut"], ceiling_seconds)
