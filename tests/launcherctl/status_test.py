@@ -56,7 +56,8 @@ class Status(unittest.TestCase):
                 told = answer["launchers"][0]
                 self.assertEqual((told["pid"], told["name"], told["list"], told["level"], told["phase"]),
                                  (launcher.pid, "agent", str(stage.list), level or "ERROR", "supervising"))
-                self.assertEqual((told["bundle"], told["log"]), (str(stage.app), str(stage.log_folder / "launcher.log")))
+                self.assertEqual((told["bundle"], told["log"]), (str(stage.app),
+                                                                 str(stage.log_folder / "launcher.log")))
                 states = {item["name"]: item["state"] for item in told["items"] if item["name"] != "twice"}
                 for name, allowed in expected.items():
                     self.assertIn(states[name], allowed, told)
@@ -253,7 +254,8 @@ class Terminal(unittest.TestCase):
 
     def test_watch_writes_plain_lines_elsewhere(self):
         with Scene() as stage:
-            process = subprocess.Popen([str(stage.app / "Contents/MacOS/launcherctl"), "status", "--watch=0.1", "--json"],
+            process = subprocess.Popen([str(stage.app / "Contents/MacOS/launcherctl"), "status", "--watch=0.1",
+                                        "--json"],
                                        stdout=subprocess.PIPE, **stage.options())
             lines = [process.stdout.readline() for _ in range(3)]
             process.terminate()
