@@ -281,7 +281,7 @@ class SpoiltBundle(unittest.TestCase):
                 with self.subTest(relative=relative, architecture=architecture, message=message):
                     self.copy()
                     self.change_image(self.in_bundle(relative), architecture, change)
-                    faults = self.faults()
+                    faults = list(inspect_binaries.file_faults(self.path("bundle"), relative, self.expected))
                     self.assert_fault(message, faults)
                     other = {"arm64": "(x86_64)", "x86_64": "(arm64)"}[architecture]
                     self.assertFalse(any(other in fault for fault in faults), faults)
