@@ -18,7 +18,10 @@
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 
 std::string string_format(std::string format, ...) {
-  if (format.find('%') == std::string::npos && format.size() <= INT_MAX) return format.c_str();
+  if (format.find('%') == std::string::npos && format.size() <= INT_MAX) {
+    format.resize(strlen(format.c_str()));
+    return format;
+  }
 
   // Large enough for most texts, which are then formatted once.
   char short_text[4096];

@@ -1,13 +1,9 @@
 #include "common/strings/join.h"
 
 #include <cstddef>
-#include <cstring>
 #include <stdexcept>
 
-static char* Append(char* end, const std::string& text) {
-  memcpy(end, text.data(), text.size());
-  return end + text.size();
-}
+static char* Append(char* end, const std::string& text) { return end + text.copy(end, text.size()); }
 
 std::string join(const std::vector<std::string>& items, std::string separator) {
   // Not left to `items.at`: the text of its exception is not the same in every standard library.

@@ -10,8 +10,11 @@
 #include <string>
 #include <vector>
 
+#include "common/strings/email.h"
 #include "common/strings/replace.h"
 #include "common/strings/tokenize.h"
+#include "common/strings/trim.h"
+#include "common/strings/wildcard.h"
 #include "tests/common/strings/models/replace.h"
 #include "tests/support/texts.h"
 
@@ -30,9 +33,39 @@ void operator delete(void* block, size_t) noexcept { free(block); }
 // Memory is short while it lives.
 class ShortMemory {
  public:
-  ShortMemory() { g_largest_block = 20000; }
+  explicit ShortMemory(size_t largest_block = 20000) { g_largest_block = largest_block; }
   ~ShortMemory() { g_largest_block = SIZE_MAX; }
 };
+
+TEST(IsNameInExpression, AllocatesNothing) {
+  const std::string name(1000, 'a');
+  const ShortMemory no_memory(0);
+  EXPECT_FALSE(IsNameInExpressionA("*a<a>*a?\"*b", name.c_str(), true));
+  EXPECT_TRUE(IsNameInExpression(L"*.<*", L"a.b.c", false));
+}
+
+TEST(IsEmailValid, AllocatesNothing) {
+  const std::string address = std::string(1000, 'a') + "@b.c";
+  const ShortMemory no_memory(0);
+  EXPECT_TRUE(is_email_valid(address));
+}
+
+TEST(Trim, AllocatesNothing) {
+  std::string text = "  " + std::string(1000, 'x') + "\r\n";
+  const ShortMemory no_memory(0);
+  EXPECT_EQ(trim(text).size(), 1000U);
+}
+
+TEST(ReplaceAll, AllocatesNothingUnlessTheReplacementIsLonger) {
+  std::string text(1000, 'x');
+  const std::string x = "x";
+  const std::string y = "y";
+  const std::string nothing;
+  const ShortMemory no_memory(0);
+  replace_all(text, x, y);
+  replace_all(text, y, nothing);
+  EXPECT_EQ(text.size(), 500U);
+}
 
 static const struct {
   std::string text;
