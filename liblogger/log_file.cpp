@@ -9,7 +9,6 @@
 #include <cstring>
 #include <ctime>
 
-#include "liblogger/await_writers.h"
 #include "liblogger/burst.h"
 #include "liblogger/log_folder.h"
 #include "liblogger/replace_descriptor.h"
@@ -23,6 +22,9 @@ static constexpr int kLowestDescriptor = 3;
 // How long one look may hold for records that follow at once. Short beside anything that a person does to a file, long
 // beside the look itself, which takes longer than writing a record: a record of a burst bears a small part of it.
 static constexpr int64_t kLookHoldsNs = 50000;
+
+// For how long somebody who has written to the file may be expected to do so again.
+static constexpr int64_t kOthersStayNs = 10000000;
 
 // Returns a descriptor of the regular file `path`, made if it is missing, or none with errno set.
 static Descriptor OpenRegularFile(const char* path) {
@@ -38,27 +40,10 @@ static Descriptor OpenRegularFile(const char* path) {
   return {};
 }
 
-static off_t SizeOf(int file) {
-  FileStatus status = {};
-  return GetDescriptorStatus(file, status) ? status.size_bytes : 0;
-}
-
-// Whether the last line of a file of that size has no end.
+// Whether the last line of a file of that size has no end: it is a piece of a record, or just being written.
 static bool EndsTorn(int file, off_t size_bytes) {
   char last = '\n';
   return size_bytes > 0 && pread(file, &last, 1, size_bytes - 1) == 1 && last != '\n';
-}
-
-// Like `EndsTorn`, but not for what another thread or process is just writing, of which a part shows for a moment.
-static bool StaysTorn(int file) {
-  constexpr int kMostLooks = 1000;  // The end of a record is seen long before, however many write at once.
-  for (int looks = 0; looks < kMostLooks; ++looks) {
-    const off_t size_bytes = SizeOf(file);
-    if (!EndsTorn(file, size_bytes)) return false;
-    AwaitWriters(file);
-    if (SizeOf(file) == size_bytes) return true;
-  }
-  return false;
 }
 
 static LogFile::Result WriteOnce(int file, const char* bytes, size_t length) {
@@ -92,7 +77,7 @@ LogFile::Result LogFile::Append(const char* bytes, size_t length, int64_t now_ns
   Burst* const burst = CurrentBurst();
   bool is_shared = burst != nullptr && burst->GoesOn(this, now_ns) && WasJustSeen(now_ns);
   Result result = {0, EBADF};
-  if (is_shared) result = Write(shared_descriptor, bytes, length);
+  if (is_shared) result = Write(shared_descriptor, bytes, length, true);
   // Also when the program has closed descriptors that it did not open, the shared one among them.
   if (result.error == EBADF) result = AppendAfterLook(bytes, length, now_ns, is_shared);
   if (burst == nullptr) return result;
@@ -124,22 +109,26 @@ LogFile::Result LogFile::AppendAfterLook(const char* bytes, size_t length, int64
   const bool has_shared = GetSharedStatus(shared);
   const bool is_shared = has_name && has_shared && named.IsSameFile(shared);
   int open_error = 0;
-  const Descriptor opened = Follow(named, is_shared, open_error);
-  const bool is_new = opened.IsOpen();
-  to_shared = !is_new || Share(opened);
+  Descriptor opened = Follow(named, is_shared, open_error);
+  to_shared = !opened.IsOpen() || Share(opened);
   // Where the path can't be opened, the file before will do, but not one that is gone for good.
   if (open_error != 0 && !(has_shared && shared.has_name)) return {0, open_error};
 
-  const int file = to_shared ? shared_descriptor.load() : opened.Number();
-  const int torn_error = EndTornRecord(file, is_new ? SizeOf(file) : shared.size_bytes);
-  if (torn_error != 0) return {0, torn_error};
-  const bool holds = is_shared && !is_new && IsOnlyWriter(shared.size_bytes);
-  seen_ns.store(holds ? now_ns : 0, std::memory_order_relaxed);
-  return Write(file, bytes, length);
+  const bool is_alone = is_shared && !opened.IsOpen() && IsOnlyWriter(shared.size_bytes, now_ns) &&
+                        !EndsTorn(shared_descriptor, shared.size_bytes);
+  seen_ns.store(is_alone ? now_ns : 0, std::memory_order_relaxed);
+  if (is_alone || open_error != 0) return Write(shared_descriptor, bytes, length, true);
+  // A descriptor that no other thread uses, not even by another number, tells where the record stands.
+  if (to_shared) opened = OpenPath();
+  if (!opened.IsOpen()) return Write(shared_descriptor, bytes, length, true);
+  FileStatus own = {};
+  const bool is_counted = to_shared && GetDescriptorStatus(opened.Number(), own) && IsShared(own);
+  const Result result = Write(opened.Number(), bytes, length, is_counted);
+  if (result.written > 0) EndPieceBefore(opened, result.written);
+  return result;
 }
 
-LogFile::Result LogFile::Write(int file, const char* bytes, size_t length) {
-  const bool is_shared = file == shared_descriptor;
+LogFile::Result LogFile::Write(int file, const char* bytes, size_t length, bool is_shared) {
   if (is_shared) expected_bytes += static_cast<off_t>(length);
   const Result result = WriteOnce(file, bytes, length);
   if (result.error == 0) return result;
@@ -151,8 +140,7 @@ LogFile::Result LogFile::Write(int file, const char* bytes, size_t length) {
 // Fills in `status` and returns true if the shared descriptor is still what it was made: the program may have closed
 // it, and its number may be that of another file since.
 bool LogFile::GetSharedStatus(FileStatus& status) const {
-  return GetDescriptorStatus(shared_descriptor, status) && shared_inode == status.inode &&
-         shared_device == status.device;
+  return GetDescriptorStatus(shared_descriptor, status) && IsShared(status);
 }
 
 // Returns a descriptor of the file that is `named` by the path, after a rotation where that is due, or none where the
@@ -232,6 +220,8 @@ bool LogFile::PutBehindShared(const Descriptor& opened) {
   // Before the descriptor, so that a child forked in between does not take another file's number for its own.
   shared_device = file.device;
   shared_inode = file.inode;
+  // Before the descriptor, too: a write to the file before that is counted here hides as much of what others write.
+  expected_bytes = file.size_bytes;
   bool is_shared;
   if (is_kept) {
     is_shared = ReplaceDescriptor(opened.Number(), shared_descriptor);
@@ -240,38 +230,31 @@ bool LogFile::PutBehindShared(const Descriptor& opened) {
     is_shared = made >= 0;
     if (is_shared) shared_descriptor = made;
   }
-  if (is_shared) {
-    expected_bytes = file.size_bytes;
-  } else {
+  if (!is_shared) {
     shared_device = before.device;
     shared_inode = before.inode;
   }
   return is_shared;
 }
 
-// Whether nobody else has written to the shared file of that size since this was asked last, as far as sizes tell.
-bool LogFile::IsOnlyWriter(off_t size_bytes) {
+// Whether nobody else has written to the shared file of that size lately, as far as sizes tell.
+bool LogFile::IsOnlyWriter(off_t size_bytes, int64_t now_ns) {
   const off_t expected = expected_bytes;
-  if (size_bytes <= expected) return true;
-  expected_bytes += size_bytes - expected;
-  return false;
+  if (size_bytes > expected) {
+    expected_bytes += size_bytes - expected;
+    others_seen_ns = now_ns;
+  }
+  const int64_t passed_ns = now_ns - others_seen_ns;
+  return passed_ns < 0 || passed_ns > kOthersStayNs;
 }
 
-// Ends a piece of a record at the file's end with a line feed, whoever has left it there. Returns 0 or why that failed.
-int LogFile::EndTornRecord(int file, off_t size_bytes) const {
-  if (!EndsTorn(file, size_bytes) || !StaysTorn(file)) return 0;
-  // Of all who see the piece one ends it: a second line feed would be a line. Who holds the lock needs it for a moment
-  // only, but may have been stopped there.
-  constexpr long kShortestPauseNs = 20000;
-  constexpr long kLongestPauseNs = kShortestPauseNs << 9;
-  const Descriptor locked = OpenPath();
-  timespec pause = {0, kShortestPauseNs};
-  while (locked.IsOpen() && pause.tv_nsec <= kLongestPauseNs && flock(locked.Number(), LOCK_EX | LOCK_NB) != 0) {
-    (void)nanosleep(&pause, nullptr);
-    pause.tv_nsec *= 2;
-  }
-  const int error = StaysTorn(file) ? WriteOnce(file, "\n", 1).error : 0;
-  // Not left to the descriptor's end: a child that was forked meanwhile holds a copy.
-  if (locked.IsOpen()) (void)flock(locked.Number(), LOCK_UN);
-  return error;
+// Where the last `written` bytes that `own` has written stand behind a piece of a record, puts a line feed in place of
+// the piece's last byte. Afterwards, because nobody can tell beforehand whether a record that is just being written
+// will be torn. What stands there is finished: the file only grows, and beyond it already.
+void LogFile::EndPieceBefore(const Descriptor& own, size_t written) {
+  const off_t start = lseek(own.Number(), 0, SEEK_CUR) - static_cast<off_t>(written);
+  if (!EndsTorn(own.Number(), start)) return;
+  // With O_APPEND some systems append wherever one writes.
+  (void)fcntl(own.Number(), F_SETFL, fcntl(own.Number(), F_GETFL) & ~O_APPEND);
+  (void)!pwrite(own.Number(), "\n", 1, start - 1);
 }

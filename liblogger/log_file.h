@@ -37,7 +37,10 @@ static constexpr RotationLimits kDefaultLimits = {off_t{4} * 1024 * 1024, 4};
 // to the full file, which therefore exceeds its size a little.
 //
 // A record is torn when only its first bytes reach the file, because its process was killed or the disk became full
-// meanwhile. Whoever looks at the file next ends that piece with a line feed, so that its own record is a line.
+// meanwhile. The next record would stand behind that piece on the same line: whoever finds that its own does, ends the
+// piece with a line feed in place of its last byte. That takes a descriptor of its own for the record, which tells
+// where the record stands; so it is looked for only when the file ends in the middle of a line, or when others write to
+// it. A process that is alone saves that, and where no descriptor is left, the record stays where it is.
 class LogFile {
  public:
   // `path` is absolute and has room for a dot and a number below PATH_MAX. It is copied.
@@ -68,7 +71,8 @@ class LogFile {
  private:
   bool WasJustSeen(int64_t now_ns) const;
   Result AppendAfterLook(const char* bytes, size_t length, int64_t now_ns, bool& to_shared);
-  Result Write(int file, const char* bytes, size_t length);
+  Result Write(int file, const char* bytes, size_t length, bool is_shared);
+  bool IsShared(const FileStatus& file) const { return shared_inode == file.inode && shared_device == file.device; }
   bool GetSharedStatus(FileStatus& status) const;
   Descriptor Follow(const FileStatus& named, bool is_shared, int& open_error) const;
   Descriptor OpenPath() const;
@@ -76,8 +80,8 @@ class LogFile {
   void MoveUp() const;
   bool Share(const Descriptor& opened);
   bool PutBehindShared(const Descriptor& opened);
-  bool IsOnlyWriter(off_t size_bytes);
-  int EndTornRecord(int file, off_t size_bytes) const;
+  bool IsOnlyWriter(off_t size_bytes, int64_t now_ns);
+  static void EndPieceBefore(const Descriptor& own, size_t written);
 
   const RotationLimits rotation;
   char path_text[PATH_MAX];
@@ -93,4 +97,6 @@ class LogFile {
   // When the path was last seen to name the shared file, whole and with no other process writing to it; 0 if it was
   // not.
   std::atomic<int64_t> seen_ns{0};
+  // When others were last seen to have written to the shared file.
+  std::atomic<int64_t> others_seen_ns{0};
 };

