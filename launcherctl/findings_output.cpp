@@ -127,7 +127,7 @@ class Excerpts {
  private:
   void Open(const std::string& path) {
     if (places != nullptr && path == file) return;
-    constexpr size_t kMostBytes = size_t{64} << 20U;
+    constexpr size_t kMostBytes = size_t{16} << 20U;
     file = path;
     content = ReadRegularFile(path, kMostBytes).bytes;
     places = std::make_unique<TextPlaces>(content);

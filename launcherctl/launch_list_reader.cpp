@@ -15,7 +15,7 @@ using Fate = LaunchListItem::Fate;
 using Converts = LaunchListItem::Converts;
 
 // Far more than any list; what is larger is not read into memory.
-static constexpr size_t kMostListBytes = size_t{64} << 20U;
+static constexpr size_t kMostListBytes = size_t{16} << 20U;
 
 // --- Conversions. Numbers are converted by the application's own type, from their spelling.
 
@@ -98,15 +98,14 @@ std::optional<int64_t> ItemNumber(std::string_view key) {
   return number;
 }
 
-// Whether somebody who writes `key` means an item's number: digits, perhaps with a sign, a fraction or blanks around.
+// Whether somebody who writes `key` means an item's number: digits, perhaps with a sign or blanks around.
 static bool LooksLikeANumber(std::string_view key) {
   const size_t first = key.find_first_not_of(" \t");
   if (first == std::string_view::npos) return false;
   key = key.substr(first, key.find_last_not_of(" \t") - first + 1);
   if (key.front() == '-' || key.front() == '+') key.remove_prefix(1);
   const auto is_digit = [](char c) { return c >= '0' && c <= '9'; };
-  return !key.empty() && is_digit(key.front()) &&
-         std::all_of(key.begin(), key.end(), [&](char c) { return is_digit(c) || c == '.'; });
+  return !key.empty() && std::all_of(key.begin(), key.end(), is_digit);
 }
 
 // --- Items

@@ -146,7 +146,7 @@ static std::vector<std::string> MarkedLists() {
       "<?no-items>{<!item-never-read>\"1\": {\"name\": \"a\", \"program\": \"/bin/sh\"}}",
       "{\"0\": {\"name\": \"a\", \"program\": \"/bin/sh\"}, <!item-never-read>\"01\": {}, <!item-never-read>\"-1\": "
       "{}, "
-      "<!item-never-read>\"+1\": {}, <!item-never-read>\"1.0\": {}, <!item-never-read>\" 1\": {}, "
+      "<!item-never-read>\"+1\": {}, \"1.0\": {}, <!item-never-read>\" 1\": {}, "
       "<!item-never-read>\"99999999999999999999\": {}}",
       "{<!item-not-object>\"0\": [\"a\", \"/bin/sh\"]}",
       "{<!item-not-object>\"0\": \"/bin/sh\", \"1\": {\"name\": \"a\", \"program\": \"/bin/sh\"}}",

@@ -135,7 +135,7 @@ class Check(unittest.TestCase):
         status, output, errors, _ = self.stage.ctl("check", "--json")
         self.assertEqual((status, json.loads(output)["findings"]), (3, []))
         self.assertIn("no launcher is running", errors)
-        self.stage.start([sleeper("a"), {"name": "b", "program": "/bin/true", "run_once": 1}])
+        self.stage.start([sleeper("a"), {"name": "b", "program": "/bin/ls", "run_once": 1}])
         self.stage.list.chmod(0o600)
 
         def is_found():
