@@ -21,10 +21,6 @@
 #include "tests/support/recording.h"
 #include "tests/support/wait_until.h"
 
-static size_t CountLogged(const Bundle& bundle, const std::string& part) {
-  return LoggedWith(bundle.recording(), part).size();
-}
-
 TEST(Debugger, AttachedAndDetachedChangesNothing) {
   const Bundle bundle(Bundle::Logger::kRecording);
   LauncherProcess launcher(bundle, bundle.WriteList(ListWithEndMark({SleepingItem("a")})));

@@ -26,10 +26,6 @@
 
 using Clock = std::chrono::steady_clock;
 
-static size_t CountLogged(const Bundle& bundle, const std::string& part) {
-  return LoggedWith(bundle.recording(), part).size();
-}
-
 // The process id that the program itself has written.
 static pid_t WrittenPid(const std::string& path) {
   EXPECT_TRUE(WaitUntil([&] { return !ReadLines(path).empty(); })) << path;
@@ -329,4 +325,29 @@ TEST(ControlCharacters, InNamesStayOnTheirLine) {
   const std::string log = ReadFile(bundle.log_file());
   EXPECT_EQ(ReadLines(bundle.log_file()).size(), 1U);
   for (const char c : log.substr(0, log.size() - 1)) EXPECT_TRUE(c >= ' ' && c < '\x7f') << int{c};
+}
+
+TEST(Folder, InThePlaceOfASettingsFileIsReadForEver) {
+  for (const bool sdk_file : {true, false}) {
+    const Bundle bundle(Bundle::Logger::kRecording);
+    bundle.SetLogLevel("DEBUG");
+    const std::string file = sdk_file ? bundle.sdk_file() : bundle.settings_folder() + "/log.ini";
+    std::filesystem::remove(file);
+    std::filesystem::create_directory(file);
+    LauncherProcess launcher(bundle, bundle.WriteList("{}"));
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    EXPECT_TRUE(launcher.IsRunning()) << file;
+    EXPECT_TRUE(ReadRecording(bundle.recording()).empty()) << file;
+  }
+}
+
+TEST(Folder, MakesTheLauncherDeafToSigterm) {
+  const Bundle bundle(Bundle::Logger::kRecording);
+  LauncherProcess launcher(bundle, bundle.PathOf(""));
+  std::this_thread::sleep_for(std::chrono::milliseconds(500));
+  launcher.Signal(SIGTERM);
+  std::this_thread::sleep_for(std::chrono::milliseconds(500));
+  EXPECT_TRUE(launcher.IsRunning());
+  launcher.Signal(SIGINT);
+  EXPECT_EQ(launcher.WaitStatus(), SIGINT);
 }

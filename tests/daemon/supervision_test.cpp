@@ -128,6 +128,16 @@ TEST(EndLines, TellTheRawWaitStatus) {
   }
 }
 
+TEST(IgnoredSigchld, MakesTheWaitFailAndTheLineSaysSo) {
+  const Bundle bundle(Bundle::Logger::kRecording);
+  LauncherProcess::Options options;
+  options.before_exec = [] { (void)signal(SIGCHLD, SIG_IGN); };
+  LauncherProcess launcher(bundle, {"agent", bundle.WriteList(ListOf({ShellItem("a", "exit 3")}))}, options);
+  ASSERT_TRUE(WaitUntil([&] { return CountLogged(bundle, "is killed") == 1; }));
+  const std::string line = LoggedWith(bundle.recording(), "is killed")[0].second;
+  EXPECT_TRUE(std::regex_match(line, std::regex(R"(\[LAUNCHER  \] a \d+ is killed\. ret = -1, status = 0)"))) << line;
+}
+
 TEST(Program, GetsItsArgumentsInOrder) {
   const struct {
     const char* what;

@@ -23,10 +23,6 @@ static std::string SleepingList(int count) {
   return ListWithEndMark(items);
 }
 
-static size_t CountLogged(const Bundle& bundle, const std::string& part) {
-  return LoggedWith(bundle.recording(), part).size();
-}
-
 TEST(Sigterm, EndsALauncherWithNoneOneOrThreeChildrenInOrder) {
   for (const int children : {0, 1, 3}) {
     const Bundle bundle(Bundle::Logger::kRecording);
@@ -122,6 +118,49 @@ TEST(SecondSupervisor, EndsOnASigtermOfItsOwnAndHarmsNobody) {
   EXPECT_EQ(CountLogged(bundle, "sibling 1"), 0U);
   EXPECT_TRUE(launcher.IsRunning());
   EXPECT_EQ(launcher.Stop(), 1);
+}
+
+TEST(Stop, LetsTheItemsThatWaitForTheirTurnGoOn) {
+  const Bundle bundle(Bundle::Logger::kRecording);
+  std::vector<JsonObject> items;
+  for (int i = 0; i < 4; ++i) items.push_back(ShellItem("item" + std::to_string(i), "exit 1"));
+  LauncherProcess launcher(bundle, bundle.WriteList(ListWithEndMark(items)));
+  ASSERT_TRUE(WaitUntil([&] { return CountLogged(bundle, "is killed") == 8; }));
+  launcher.WaitUntilItWaits();
+  const size_t starts_before = CountLogged(bundle, "Start to fork");
+  EXPECT_EQ(launcher.Stop(), 1);
+  EXPECT_GT(CountLogged(bundle, "Start to fork"), starts_before);
+}
+
+TEST(SecondSupervisors, EndFromTheLastToTheFirstAndLogTheirEnds) {
+  const Bundle bundle(Bundle::Logger::kRecording);
+  LauncherProcess launcher(bundle, bundle.WriteList(ListOf({Item("missing", "/nonexistent/program")})));
+  ASSERT_TRUE(WaitUntil([&] { return CountLogged(bundle, "Start to fork missing") == 3; }));
+  const auto starts = LoggedWith(bundle.recording(), "Start to fork missing");
+  EXPECT_EQ(launcher.Stop(), 1);
+  EXPECT_FALSE(launcher.NobodyLeft());
+  EXPECT_TRUE(WaitUntil([&] { return launcher.NobodyLeft(); }));
+  // The launcher has logged the end of the first; the second of the chain, that of the last.
+  const auto ends = LoggedWith(bundle.recording(), "is killed");
+  ASSERT_EQ(ends.size(), 2U);
+  EXPECT_EQ(ends[0].process, launcher.pid());
+  EXPECT_EQ(ends[1].process, starts[2].process);
+}
+
+TEST(SecondSupervisors, LeaveAProgramThatOneOfThemHasStartedRunningAtTheStop) {
+  const Bundle bundle(Bundle::Logger::kRecording);
+  const std::string program = bundle.PathOf("late");
+  const std::string flag = bundle.PathOf("flag");
+  LauncherProcess launcher(bundle, bundle.WriteList(ListOf({Item("late", program)})));
+  ASSERT_TRUE(WaitUntil([&] { return CountLogged(bundle, "Start to fork late") == 1; }));
+  WriteFile(program + ".unfinished", "#!/bin/sh\n: > " + flag + "\nexec /bin/sleep 100000\n");
+  std::filesystem::permissions(program + ".unfinished", std::filesystem::perms::owner_all);
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));  // The launcher's own attempt is to fail.
+  std::filesystem::rename(program + ".unfinished", program);
+  ASSERT_TRUE(WaitUntil([&] { return std::filesystem::exists(flag); }));
+  EXPECT_EQ(launcher.Stop(), 1);
+  std::this_thread::sleep_for(std::chrono::seconds(1));
+  EXPECT_FALSE(launcher.NobodyLeft());
 }
 
 TEST(SecondSupervisors, EndAllOfThemWhenTheLauncherHasEnded) {

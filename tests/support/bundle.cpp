@@ -8,6 +8,7 @@
 
 #include "common/settings/paths.h"
 #include "tests/support/files.h"
+#include "tests/support/recording.h"
 
 namespace fs = std::filesystem;
 
@@ -69,3 +70,7 @@ std::string Bundle::path() const { return PathOf(fs::path(BUILT_BUNDLE).filename
 std::string Bundle::log_folder() const { return GetHomePath() + "/Library/Logs/" + sdk_name; }
 
 std::string Bundle::settings_folder() const { return GetHomePath() + "/Library/Application Support/" + sdk_name; }
+
+size_t CountLogged(const Bundle& bundle, const std::string& part) {
+  return LoggedWith(bundle.recording(), part).size();
+}

@@ -2,6 +2,7 @@
 // the user's, and with their folders in the user's home removed at the end.
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 #include "tests/support/temp_folder.h"
@@ -37,3 +38,6 @@ class Bundle {
   TempFolder temp;
   std::string sdk_name;
 };
+
+// How many texts with `part` the recording logger of the bundle was given.
+size_t CountLogged(const Bundle& bundle, const std::string& part);

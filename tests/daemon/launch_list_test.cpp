@@ -1,11 +1,9 @@
-// What the manual pages tell about odd situations and the other tests here don't show: failed starts whose launcher is
-// gone, values of other types, folders in the place of files.
+// What the launcher makes of a launch list that is not what launch-list(5) asks for: JSON's edges, and values of other
+// types.
 
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <filesystem>
-#include <regex>
 #include <string>
 
 #include "tests/support/bundle.h"
@@ -16,98 +14,6 @@
 #include "tests/support/wait_until.h"
 
 static constexpr const char* kParseFailure = "[LAUNCHER  ] Error while parsing saved json string.";
-
-static size_t CountLogged(const Bundle& bundle, const std::string& part) {
-  return LoggedWith(bundle.recording(), part).size();
-}
-
-// --- Failed starts
-
-TEST(Chain, EndsFromItsLastToItsFirstAndLogsItsEnds) {
-  const Bundle bundle(Bundle::Logger::kRecording);
-  LauncherProcess launcher(bundle, bundle.WriteList(ListOf({Item("missing", "/nonexistent/program")})));
-  ASSERT_TRUE(WaitUntil([&] { return CountLogged(bundle, "Start to fork missing") == 3; }));
-  const auto starts = LoggedWith(bundle.recording(), "Start to fork missing");
-  EXPECT_EQ(launcher.Stop(), 1);
-  EXPECT_FALSE(launcher.NobodyLeft());
-  EXPECT_TRUE(WaitUntil([&] { return launcher.NobodyLeft(); }));
-  // The launcher has logged the end of the first; the second of the chain, that of the last.
-  const auto ends = LoggedWith(bundle.recording(), "is killed");
-  ASSERT_EQ(ends.size(), 2U);
-  EXPECT_EQ(ends[0].process, launcher.pid());
-  EXPECT_EQ(ends[1].process, starts[2].process);
-}
-
-TEST(Chain, LeavesAProgramThatOneOfItHasStartedRunningAtTheStop) {
-  const Bundle bundle(Bundle::Logger::kRecording);
-  const std::string program = bundle.PathOf("late");
-  const std::string flag = bundle.PathOf("flag");
-  LauncherProcess launcher(bundle, bundle.WriteList(ListOf({Item("late", program)})));
-  ASSERT_TRUE(WaitUntil([&] { return CountLogged(bundle, "Start to fork late") == 1; }));
-  WriteFile(program + ".unfinished", "#!/bin/sh\n: > " + flag + "\nexec /bin/sleep 100000\n");
-  std::filesystem::permissions(program + ".unfinished", std::filesystem::perms::owner_all);
-  std::this_thread::sleep_for(std::chrono::milliseconds(300));  // The launcher's own attempt is to fail.
-  std::filesystem::rename(program + ".unfinished", program);
-  ASSERT_TRUE(WaitUntil([&] { return std::filesystem::exists(flag); }));
-  EXPECT_EQ(launcher.Stop(), 1);
-  std::this_thread::sleep_for(std::chrono::seconds(1));
-  EXPECT_FALSE(launcher.NobodyLeft());
-}
-
-// --- The stop
-
-TEST(Stop, LetsTheItemsThatWaitForTheirTurnGoOn) {
-  const Bundle bundle(Bundle::Logger::kRecording);
-  std::vector<JsonObject> items;
-  for (int i = 0; i < 4; ++i) items.push_back(ShellItem("item" + std::to_string(i), "exit 1"));
-  LauncherProcess launcher(bundle, bundle.WriteList(ListWithEndMark(items)));
-  ASSERT_TRUE(WaitUntil([&] { return CountLogged(bundle, "is killed") == 8; }));
-  launcher.WaitUntilItWaits();
-  const size_t starts_before = CountLogged(bundle, "Start to fork");
-  EXPECT_EQ(launcher.Stop(), 1);
-  EXPECT_GT(CountLogged(bundle, "Start to fork"), starts_before);
-}
-
-// --- What the launcher inherits
-
-TEST(IgnoredSigchld, MakesTheWaitFailAndTheLineSaysSo) {
-  const Bundle bundle(Bundle::Logger::kRecording);
-  LauncherProcess::Options options;
-  options.before_exec = [] { (void)signal(SIGCHLD, SIG_IGN); };
-  LauncherProcess launcher(bundle, {"agent", bundle.WriteList(ListOf({ShellItem("a", "exit 3")}))}, options);
-  ASSERT_TRUE(WaitUntil([&] { return CountLogged(bundle, "is killed") == 1; }));
-  const std::string line = LoggedWith(bundle.recording(), "is killed")[0].second;
-  EXPECT_TRUE(std::regex_match(line, std::regex(R"(\[LAUNCHER  \] a \d+ is killed\. ret = -1, status = 0)"))) << line;
-}
-
-// --- Folders in the place of files
-
-TEST(Folder, InThePlaceOfASettingsFileIsReadForEver) {
-  for (const bool sdk_file : {true, false}) {
-    const Bundle bundle(Bundle::Logger::kRecording);
-    bundle.SetLogLevel("DEBUG");
-    const std::string file = sdk_file ? bundle.sdk_file() : bundle.settings_folder() + "/log.ini";
-    std::filesystem::remove(file);
-    std::filesystem::create_directory(file);
-    LauncherProcess launcher(bundle, bundle.WriteList("{}"));
-    std::this_thread::sleep_for(std::chrono::seconds(1));
-    EXPECT_TRUE(launcher.IsRunning()) << file;
-    EXPECT_TRUE(ReadRecording(bundle.recording()).empty()) << file;
-  }
-}
-
-TEST(Folder, MakesTheLauncherDeafToSigterm) {
-  const Bundle bundle(Bundle::Logger::kRecording);
-  LauncherProcess launcher(bundle, bundle.PathOf(""));
-  std::this_thread::sleep_for(std::chrono::milliseconds(500));
-  launcher.Signal(SIGTERM);
-  std::this_thread::sleep_for(std::chrono::milliseconds(500));
-  EXPECT_TRUE(launcher.IsRunning());
-  launcher.Signal(SIGINT);
-  EXPECT_EQ(launcher.WaitStatus(), SIGINT);
-}
-
-// --- The launch list
 
 TEST(LaunchList, HoldsCommentsAndIsFollowedByAnything) {
   const Bundle bundle(Bundle::Logger::kRecording);
