@@ -164,14 +164,19 @@ static Finding OwnFinding(const std::string& file, const std::string& code, Seve
   return finding;
 }
 
+static std::string WhatBecameOfList(const RunningLauncher& launcher, int64_t now_ms) {
+  const int64_t modified_ms = FileModifiedMs(launcher.list_path);
+  if (modified_ms == 0) return "the list is not there any more";
+  if (modified_ms <= launcher.process.started_ms) return "the list can't be read any more";
+  return "the list was changed at " + ClockWithDistance(modified_ms, now_ms) + ", after the launcher's start";
+}
+
 static void AddOwnFindings(RunningLauncher& launcher, bool list_was_changed, bool settings_were_changed,
                            int64_t now_ms) {
   std::vector<Finding> own;
   if (list_was_changed) {
     own.push_back(OwnFinding(
-        launcher.list_path, "list-changed", Severity::kWarning,
-        "the list was changed at " + ClockWithDistance(FileModifiedMs(launcher.list_path), now_ms) +
-            ", after the launcher's start",
+        launcher.list_path, "list-changed", Severity::kWarning, WhatBecameOfList(launcher, now_ms),
         "The launcher goes on with what it has read at its start; items are told by their names and commands here.",
         "Restart the launcher to have it read the list anew."));
   }
@@ -272,6 +277,16 @@ std::vector<int32_t> GoneLaunchers(const Log& log, const ProcessTable& table) {
   return {gone.begin(), gone.end()};
 }
 
+// A second supervisor's records carry its process id and name its item.
+static void NameByItsRecords(const Log& log, Leftover& leftover) {
+  if (leftover.item || leftover.is_program) return;
+  constexpr int64_t kSlackMs = 1000;
+  for (const LogRecord& record : log.records) {
+    const bool is_its_own = record.process == leftover.pid && record.time_ms >= leftover.since_ms - kSlackMs;
+    if (is_its_own && !record.name.empty()) leftover.item = std::string(record.name);
+  }
+}
+
 // --- All of it
 
 Observation Observe(const WhichLaunchers& which) {
@@ -289,6 +304,7 @@ Observation Observe(const WhichLaunchers& which) {
   std::vector<PlannedItem> known_items;
   std::vector<int32_t> gone;
   std::set<std::string> log_folders;
+  std::vector<std::shared_ptr<Log>> logs;
   const auto remember = [&](std::vector<PlannedItem> items) {
     known_items.insert(known_items.end(), items.begin(), items.end());
   };
@@ -306,27 +322,32 @@ Observation Observe(const WhichLaunchers& which) {
     log_folders.insert(launcher.log_folder);
     const auto of_log = GoneLaunchers(*launcher.log, observation.table);
     gone.insert(gone.end(), of_log.begin(), of_log.end());
+    logs.push_back(launcher.log);
     observation.launchers.push_back(std::move(launcher));
   }
 
   // What is left behind is recognised by the list that a chain still carries, and by the log of this bundle.
   std::set<std::string> lists;
+  std::set<std::string> more_folders = {LogFolderOf(SettingsOf(OwnBundle()).sdk_name)};
   if (!which.known_list.empty()) lists.insert(which.known_list);
   for (const Process& process : observation.table.processes) {
     if (!IsLauncherPath(process.executable) || process.arguments.size() < 3) continue;
     if (std::find(running.begin(), running.end(), &process) == running.end()) {
       lists.insert(Absolute(process.arguments[2], process.working_folder));
       const std::string folder = process.open_log_folder.value_or("");
-      if (!folder.empty() && !IsForkedFromLauncher(process, observation.table)) log_folders.insert(folder);
+      if (!folder.empty() && !IsForkedFromLauncher(process, observation.table)) more_folders.insert(folder);
     }
   }
   for (const std::string& path : lists) remember(PlanOf(ReadLaunchList(path)));
-  const std::string own_folder = LogFolderOf(SettingsOf(OwnBundle()).sdk_name);
-  for (const std::string& folder : std::set<std::string>{own_folder}) {
+  for (const std::string& folder : more_folders) {
     if (log_folders.count(folder) > 0) continue;
-    const auto of_log = GoneLaunchers(ReadLog(folder), observation.table);
+    logs.push_back(std::make_shared<Log>(ReadLog(folder)));
+    const auto of_log = GoneLaunchers(*logs.back(), observation.table);
     gone.insert(gone.end(), of_log.begin(), of_log.end());
   }
   observation.leftovers = FindLeftovers(observation.table, running, gone, known_items);
+  for (Leftover& leftover : observation.leftovers) {
+    for (const auto& log : logs) NameByItsRecords(*log, leftover);
+  }
   return observation;
 }

@@ -34,6 +34,7 @@ def wait_until(condition, seconds=DEADLINE_SECONDS):
 
 class Scene:
     def __init__(self, level=None):
+        self.level = level
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="pellux-ctl-"))
         self.sdk = f"PelluxCtl-{os.getpid()}-{next(_numbers)}"
         self.app = self.folder / "Pellux.app"

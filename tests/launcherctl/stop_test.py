@@ -4,6 +4,9 @@
 """
 
 import os
+import pathlib
+import pwd
+import shutil
 import signal
 import subprocess
 import sys
@@ -122,6 +125,41 @@ class Stop(unittest.TestCase):
             self.assertTrue(stage.wait_for_state("b", "running"))
             self.assertEqual(stage.ctl("stop", "--yes")[0], 0)
             self.assertEqual(launcher.wait(10), 1)
+
+    def test_is_refused_where_a_number_belongs_to_somebody_else_by_now(self):
+        in_namespace = ["unshare", "--pid", "--fork", "--mount-proc", "--kill-child", "--"]
+        if os.getuid() != 0 or subprocess.run([*in_namespace, "test", "-w", "/proc/sys/kernel/ns_last_pid"],
+                                              check=False, capture_output=True).returncode != 0:
+            self.skipTest("takes root, and a PID namespace that lets the next number be chosen")
+        with Scene() as stage:
+            stage.write_list([{"name": "done", "program": "/bin/true", "run_once": True}, sleeper("b")])
+            # The stopped launcher would signal the number that "done" had, for good.
+            script = r'''
+                "$1"/MacOS/launcher agent "$2" </dev/null &
+                until number=$(sed -n "s/.* done \([0-9]*\) is killed.*/\1/p" "$3" 2>/dev/null) && [ "$number" ]; do
+                  sleep 0.05
+                done
+                echo "$((number - 1))" >/proc/sys/kernel/ns_last_pid
+                /bin/sleep 1000 &
+                taken=$!
+                sleep 2
+                echo "taken $((taken - number))"
+                "$1"/MacOS/launcherctl stop --yes --json
+                echo "status $?"
+                kill -0 "$taken" && echo alive
+            '''
+            environment = {**stage.options()["env"], "HOME": "/root"}
+            home = pathlib.Path(pwd.getpwuid(0).pw_dir)
+            log = home / "Library/Logs" / stage.sdk / "qz3log/launcher.log"
+            try:
+                done = subprocess.run(["setsid", *in_namespace, "bash", "-c", script, "bash", str(stage.app / "Contents"),
+                                       str(stage.list), str(log)], capture_output=True, text=True, check=False,
+                                      env=environment, timeout=60)
+            finally:
+                shutil.rmtree(log.parents[1], ignore_errors=True)
+            self.assertIn("taken 0\n", done.stdout, done.stderr)
+            self.assertIn("status 1\nalive\n", done.stdout)
+            self.assertIn("/sleep)", done.stdout)
 
     def test_names_what_is_left(self):
         with Scene() as stage:

@@ -179,6 +179,9 @@ class Why(unittest.TestCase):
         self.assertEqual(status, 3)
         self.assertTrue(answer["leftovers"])
         self.assertEqual({left["kind"] for left in answer["leftovers"]}, {"second-supervisor"})
+        if stage.level == "DEBUG":  # A second supervisor's starts are logged with its number.
+            self.assertIn("a", {left["item"] for left in answer["leftovers"]})
+            self.assertIn(launcher.pid, {left["launcher"] for left in answer["leftovers"]})
 
     @at_each_level
     def test_launcher_that_was_killed(self, stage):
