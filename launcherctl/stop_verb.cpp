@@ -192,6 +192,26 @@ static bool Watch(const Process& launcher, const StopOutlook& outlook, const Sto
   return true;
 }
 
+// A chain goes on while the launcher stops: it may have grown since it was looked at.
+static void AddWhatChainsHaveStarted(std::vector<Leftover>& left) {
+  const ProcessTable table = ReadProcesses();
+  for (size_t i = 0; i < left.size(); ++i) {  // What is added is looked at as well.
+    if (left[i].is_program) continue;
+    const Process* const supervisor = table.Find(left[i].pid);
+    for (const Process* child : table.ChildrenOf(left[i].pid)) {
+      const bool is_listed =
+          std::any_of(left.begin(), left.end(), [&](const Leftover& known) { return known.pid == child->pid; });
+      if (supervisor == nullptr || child->is_zombie || is_listed) continue;
+      Leftover more = left[i];
+      more.pid = child->pid;
+      more.parent = child->parent;
+      more.is_program = !IsSecondSupervisor(*child, *supervisor);
+      more.since_ms = child->started_ms;
+      left.push_back(more);
+    }
+  }
+}
+
 // What was killed is there for a moment longer.
 static std::vector<Leftover> WaitUntilGone(const std::vector<Belonging>& belongings) {
   constexpr int kMostLooks = 10;
@@ -200,6 +220,7 @@ static std::vector<Leftover> WaitUntilGone(const std::vector<Belonging>& belongi
     std::this_thread::sleep_for(kBetweenLooks);
     left = WhatIsLeft(belongings);
   }
+  if (!left.empty()) AddWhatChainsHaveStarted(left);
   return left;
 }
 
