@@ -152,8 +152,8 @@ class Stop(unittest.TestCase):
             home = pathlib.Path(pwd.getpwuid(0).pw_dir)
             log = home / "Library/Logs" / stage.sdk / "qz3log/launcher.log"
             try:
-                done = subprocess.run(["setsid", *in_namespace, "bash", "-c", script, "bash", str(stage.app / "Contents"),
-                                       str(stage.list), str(log)], capture_output=True, text=True, check=False,
+                command = ["bash", "-c", script, "bash", str(stage.app / "Contents"), str(stage.list), str(log)]
+                done = subprocess.run(["setsid", *in_namespace, *command], capture_output=True, text=True, check=False,
                                       env=environment, timeout=60)
             finally:
                 shutil.rmtree(log.parents[1], ignore_errors=True)
