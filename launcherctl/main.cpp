@@ -17,6 +17,7 @@
 #include "launcherctl/escape.h"
 #include "launcherctl/exit_status.h"
 #include "launcherctl/explain_verb.h"
+#include "launcherctl/history_verb.h"
 #include "launcherctl/nearest.h"
 #include "launcherctl/output.h"
 #include "launcherctl/status_verb.h"
@@ -75,6 +76,20 @@ static void AddCheck(CommandLine& line) {
   verb->add_flag("--no-settings", options.without_settings, "Leave qz3api.ini and log.ini out");
   verb->add_flag("--all", options.all, "Show every finding in full, even beyond a screen");
   verb->callback([&line] { line.run = [](Output& out) { return RunCheck(options, out); }; });
+}
+
+static void AddHistory(CommandLine& line) {
+  static HistoryOptions options;
+  CLI::App* const verb = line.AddVerb("history", "Runs, ends and pauses over time: a table, a timeline, a picture");
+  verb->add_option("NAME", options.names, "Only these items, and each of their runs");
+  verb->add_option("--since", options.since, "02:00, yesterday, 3h, or a date and time")->type_name("TIME");
+  verb->add_flag("--timeline", options.timeline, "A line of characters an item");
+  verb->add_option("--svg", options.svg, "Write a picture; - is standard output")->type_name("FILE");
+  verb->add_option("--html", options.html, "Write a page with the picture and a table")->type_name("FILE");
+  verb->add_option("--log", options.log_folder, "A log's folder from elsewhere")->type_name("FOLDER");
+  verb->add_option("--list", options.list, "The list that goes with the log")->type_name("LIST");
+  verb->add_flag("--all", options.all, "Everything, even beyond a screen");
+  verb->callback([&line] { line.run = [](Output& out) { return RunHistory(options, out); }; });
 }
 
 static void AddStatus(CommandLine& line) {
@@ -192,6 +207,7 @@ int main(int argc, char** argv) {
   line.app.require_subcommand(1);
   AddCheck(line);
   AddExplain(line);
+  AddHistory(line);
   AddStatus(line);
   AddStop(line);
   AddWhy(line);
