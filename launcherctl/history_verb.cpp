@@ -75,7 +75,8 @@ static void Append(History&& more, History& history) {
 
 // A log from elsewhere: nothing is asked of this machine, and its last record is the present.
 static bool GatherFromFolder(const HistoryOptions& options, History& history, Output& out) {
-  const Log log = ReadLog(options.log_folder);
+  Log log = ReadLog(options.log_folder);
+  for (LogFile& file : log.files) file.born_ms = 0;  // When it was copied.
   if (!HasAny(log)) {
     out.Error(WhyNoLog(log, options.log_folder));
     return false;
