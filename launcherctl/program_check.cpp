@@ -24,7 +24,7 @@ static constexpr const char* kInterpreterNotFound = "interpreter-not-found";
 // The first folder on the way to `path` that does not exist, or an empty text.
 static std::string MissingFolder(const std::string& path) {
   for (size_t slash = path.find('/', 1); slash != std::string::npos; slash = path.find('/', slash + 1)) {
-    const std::string folder = path.substr(0, slash);
+    std::string folder = path.substr(0, slash);
     struct stat status = {};
     if (stat(folder.c_str(), &status) != 0) return folder;
   }
@@ -45,7 +45,7 @@ static ProgramProblem CantBeFound(const std::string& program, int error) {
     problem.message = "does not exist: a part of its path is not a folder";
   } else if (error != ENOENT) {
     problem.message = std::string("can't be found: ") + strerror(error);
-  } else if (program.find_first_of("$") != std::string::npos) {
+  } else if (program.find('$') != std::string::npos) {
     problem.message = "does not exist; a $ is not replaced in a path";
     problem.remedy = "Write the path in full.";
   } else {
@@ -173,7 +173,7 @@ static ProgramProblem LookAtFormat(const std::string& program, std::string_view 
 ProgramProblem CheckProgram(const std::string& program) {
   struct stat status = {};
   if (stat(program.c_str(), &status) != 0) return CantBeFound(program, errno);
-  const ProgramProblem problem = LookAtFile(program, status);
+  ProgramProblem problem = LookAtFile(program, status);
   if (!problem.code.empty()) return problem;
   if (status.st_size == 0) {
     return {kNotExecutable, "is an empty file", "Put the program there."};

@@ -63,8 +63,10 @@ static int SayUnknownName(const std::string& name, const std::set<std::string>& 
   if (!near.empty()) {
     text += "; did you mean " + Quoted(near) + "?";
   } else if (!names.empty() && names.size() <= 12) {
+    std::set<std::string> shown;  // A name stands among them twice: as in the list, and as the log has it.
+    for (const std::string& known : names) shown.insert(Quoted(known));
     text += "; there are";
-    for (const std::string& known : names) text += " " + Quoted(known);
+    for (const std::string& known : shown) text += " " + known;
   }
   out.Error(text);
   return kNotAnswered;
@@ -121,13 +123,13 @@ static int WhyItem(const std::string& name, const Observation& observation, Outp
 
 // The list that a launch agent starts this bundle's launcher with, or an empty text.
 static std::string ListOfLaunchAgent(const std::string& launcher) {
-  const std::string folder_path = GetHomePath() + "/Library/LaunchAgents";
+  const std::string folder_path = GetHomePath() + "/Library/LaunchAgents/";
   const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(folder_path.c_str()), &closedir);
   if (folder == nullptr) return "";
   while (const dirent* entry = readdir(folder.get())) {
     const std::string name = entry->d_name;
     if (name.size() < 7 || name.substr(name.size() - 6) != ".plist") continue;
-    const FileContent agent = ReadRegularFile(folder_path + "/" + name, size_t{256} * 1024);
+    const FileContent agent = ReadRegularFile(folder_path + name, size_t{256} * 1024);
     // ProgramArguments: the launcher's path, its name, the list.
     size_t position = agent.bytes.find("<string>" + launcher + "</string>");
     std::string text;
