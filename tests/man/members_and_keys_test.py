@@ -81,6 +81,12 @@ class Members(unittest.TestCase):
         schema = json.loads(read("examples/launch-list.schema.json"))
         self.assertEqual(set(schema["definitions"]["item"]["properties"]), self.read)
 
+    def test_that_are_read_are_known_to_launcherctl(self):
+        known = re.search(r"\bkKnown = \{(.*?)\}", read("launcherctl/check_list.cpp"), re.S)[1]
+        self.assertEqual(set(re.findall(r"\"(\w+)\"", known)), self.read)
+        reads = re.findall(r"FindMember\(value, \"(\w+)\"", read("launcherctl/launch_list_reader.cpp"))
+        self.assertEqual(set(reads), self.read)
+
     def test_that_are_read_stand_in_the_page(self):
         described, converted = members_in_page()
         self.assertEqual(described, self.read)
