@@ -126,9 +126,12 @@ class Supervisor : public testing::Test {
 TEST_F(Supervisor, ConstructorReturnsWhenTheFirstForkHasBeenMade) {
   g_before_fork = [](int) { std::this_thread::sleep_for(std::chrono::milliseconds(300)); };
   { const ChildProc child("agent", SleepingItem("slow")); }
-  ASSERT_EQ(Kills().size(), 1U);
-  EXPECT_GT(Kills()[0].first, 0);
-  EXPECT_EQ(Kills()[0].second, SIGKILL);
+  // The supervisor sends a second one if it sees the stop before it waits.
+  ASSERT_FALSE(Kills().empty());
+  for (const auto& [target, number] : Kills()) {
+    EXPECT_GT(target, 0);
+    EXPECT_EQ(number, SIGKILL);
+  }
   EXPECT_EQ(CountLogged("status = 9"), 1U);
 }
 
