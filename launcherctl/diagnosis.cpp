@@ -31,7 +31,7 @@ static std::string Word(const std::string& text) { return ShownText(ShellQuoted(
 static std::string FileName(const std::string& path) { return path.substr(path.rfind('/') + 1); }
 
 static std::string PlaceOf(const Finding& finding) {
-  const std::string file = ShownText(FileName(finding.file));
+  std::string file = ShownText(FileName(finding.file));
   if (finding.line <= 1 && finding.column <= 1) return file;
   return file + ":" + std::to_string(finding.line) + ":" + std::to_string(finding.column);
 }

@@ -339,7 +339,7 @@ bool Log::ReachesBackTo(int64_t time_ms) const {
   // A file is made a moment before its first record, and a launcher makes it a moment after its own start.
   constexpr int64_t kSlackMs = 10000;
   if (!IsThere()) return false;
-  const LogFile* oldest = nullptr;
+  const LogFile* oldest = &files[0];
   for (const LogFile& file : files) {
     if (file.state == LogFile::State::kNotNeeded) return true;
     if (file.state == LogFile::State::kMissing) break;  // Nothing is kept behind a gap in the numbers.

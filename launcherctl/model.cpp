@@ -775,7 +775,8 @@ StopOutlook JudgeStop(const LauncherKnowledge& launcher, int64_t now_ms,
       }
       const std::string owner = owner_of(*supervisor.stored_pid);
       if (!owner.empty()) {
-        outlook.reason = "SIGTERM would kill " + owner + ", which has the number that " + whose + " had";
+        outlook.reason = "SIGTERM would kill " + owner;
+        outlook.reason += ", which has the number that " + whose + " had";
         return outlook;
       }
     }

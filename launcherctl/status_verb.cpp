@@ -180,8 +180,9 @@ static void WriteItems(const RunningLauncher& launcher, int64_t now_ms, size_t r
     const Output::Color color = i == 0 ? Output::Color::kDim : ColorOf(*shown[i - 1]);
     const std::string before = "  " + std::string(number - row.number.size(), ' ') + row.number + "  " +
                                Padded(CutInMiddle(row.name, name), name) + "  ";
-    const std::string behind = "  " + Padded(row.when, when) + "  " + std::string(pid - row.pid.size(), ' ') + row.pid +
-                               "  " + std::string(ends - row.ends.size(), ' ') + row.ends + "  ";
+    std::string behind = "  " + Padded(row.when, when);
+    behind += "  " + std::string(pid - row.pid.size(), ' ') + row.pid;
+    behind += "  " + std::string(ends - row.ends.size(), ' ') + row.ends + "  ";
     const size_t used = CountCharacters(before) + state + CountCharacters(behind);
     const size_t left = width > used ? width - used : 0;
     std::string end = CutAtEnd(row.last_end, std::max<size_t>(left, 8));
