@@ -151,14 +151,20 @@ static std::string Bar(int64_t done, int64_t all) {
 }
 
 // Waits for the launcher's end and shows how far it is. False when the time is over.
-static bool Watch(const Process& launcher, const StopOutlook& outlook, const StopOptions& options, Output& out) {
+static bool Watch(const RunningLauncher& watched, const StopOutlook& outlook, const StopOptions& options, Output& out) {
+  const Process& launcher = watched.process;
   const auto begin = std::chrono::steady_clock::now();
   constexpr double kMargin = 60;
   constexpr double kLongest = 86400;
   const double timeout = options.timeout_seconds   ? *options.timeout_seconds
                          : outlook.seconds_at_most ? static_cast<double>(*outlook.seconds_at_most) + kMargin
                                                    : kLongest;
-  const auto supervisors_at_begin = static_cast<int64_t>(launcher.threads.size()) - 1;
+  const auto& supervisors = watched.known.supervisors;
+  const int64_t supervisors_at_begin =
+      std::count_if(supervisors.begin(), supervisors.end(),
+                    [](const SupervisorKnowledge& supervisor) { return supervisor.thread_is_there; });
+  // The main thread, and what else supervises nothing.
+  const int64_t other_threads = static_cast<int64_t>(launcher.threads.size()) - supervisors_at_begin;
   int64_t shown_left = -1;
   int ignored = 0;
   const auto end_line = [&] {
@@ -172,7 +178,7 @@ static bool Watch(const Process& launcher, const StopOutlook& outlook, const Sto
       end_line();
       return false;
     }
-    const int64_t left = std::max<int64_t>(static_cast<int64_t>(now->threads.size()) - 1, 0);
+    const int64_t left = std::max<int64_t>(static_cast<int64_t>(now->threads.size()) - other_threads, 0);
     std::string text = Plural(left, "item") + " still to go";
     if (outlook.seconds_at_most) {
       const int64_t seconds_left =
@@ -231,7 +237,7 @@ static int StopOrderly(const RunningLauncher& launcher, const Observation& obser
     out.Error("launcher " + std::to_string(launcher.process.pid) + " can't be signalled: " + strerror(errno));
     return kNotAnswered;
   }
-  if (!Watch(launcher.process, outcome.outlook, options, out)) {
+  if (!Watch(launcher, outcome.outlook, options, out)) {
     if (out.json) SayJson(outcome, out);
     out.Error("launcher " + std::to_string(launcher.process.pid) +
               " has not ended yet, and the time to wait for it is over; its stop goes on");
