@@ -71,6 +71,20 @@ struct DarwinPasswd {
   int64_t expire;
 };
 
+struct DarwinSystemName {
+  char system[256], node[256], release[256], version[256], machine[256];
+};
+
+// What a process's threads are asked for.
+constexpr int kDarwinThreadInfo = 5, kDarwinListThreads = 6;
+constexpr int32_t kDarwinThreadRuns = 1, kDarwinThreadWaits = 3;
+
+struct DarwinThreadInfo {
+  uint64_t user_time, system_time;
+  int32_t cpu_usage, policy, run_state, flags, sleep_time, present_priority, priority, most_priority;
+  char name[64];
+};
+
 struct DarwinTimeval {
   int64_t seconds;
   int32_t microseconds;

@@ -235,3 +235,25 @@ void ApplyFixups(const Image& image) {
   Bind(image, image.weak_bind, true, false);
   FollowChains(image);
 }
+
+void ApplyReplacements(const Image& image) {
+  constexpr uint32_t kPointers = 0x6, kLazyPointers = 0x7;
+  const Section* const list = image.Find("__interpose");
+  if (list == nullptr) return;
+  struct Replacement {
+    uint64_t replacement, replaced;
+  };
+  const auto* const replacements = At<const Replacement>(image.Loaded(list->address));
+  for (const Image* other : Images()) {
+    if (other == &image) continue;
+    for (const Section& section : other->sections) {
+      if (section.type != kPointers && section.type != kLazyPointers) continue;
+      const uint64_t start = other->Loaded(section.address);
+      for (uint64_t at = start; at < start + section.bytes; at += sizeof(uint64_t)) {
+        for (size_t i = 0; i < list->bytes / sizeof(Replacement); ++i) {
+          if (PointerAt(at) == replacements[i].replaced) PointerAt(at) = replacements[i].replacement;
+        }
+      }
+    }
+  }
+}

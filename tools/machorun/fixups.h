@@ -6,3 +6,7 @@
 
 // Every image of the program must be loaded, and this one's memory be writable. Nothing is bound lazily.
 void ApplyFixups(const Image& image);
+
+// Has every image but `image` use the functions that it lists in its section __interpose in place of others. All fixups
+// must have been applied, and the images' memory still be writable.
+void ApplyReplacements(const Image& image);

@@ -307,8 +307,9 @@ static Image& Load(const std::string& given_path) {
 
 const Image& LoadProgram(const std::string& path) {
   const Image& program = Load(path);
+  for (const Image* image : g_images) ApplyFixups(*image);
+  for (const Image* image : g_images) ApplyReplacements(*image);
   for (const Image* image : g_images) {
-    ApplyFixups(*image);
     RegisterThreadLocals(*image);
     ProtectSegments(*image);
     RegisterUnwindInformation(*image);

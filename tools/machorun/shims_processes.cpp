@@ -1,14 +1,16 @@
 // Processes, their programs and limits, users, clocks, the system log, and the program's own image.
 
-#include <alloca.h>
 #include <dlfcn.h>
 #include <errno.h>
 #include <limits.h>
 #include <pwd.h>
 #include <stdarg.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
+#include <sys/utsname.h>
 #include <sys/wait.h>
 #include <syslog.h>
 #include <time.h>
@@ -58,13 +60,20 @@ static int Execute(const char* path, char* const* arguments, char* const* enviro
   if (!IsMachO(path) || access(path, X_OK) != 0) return execve(path, arguments, environment);
   size_t count = 0;
   while (arguments[count] != nullptr) ++count;
-  // Not on the heap: this may be a forked child of a process with threads.
-  auto** const through_loader = static_cast<const char**>(alloca((count + 4) * sizeof(char*)));
+  // Neither on the heap, since this may be a forked child of a process with threads, nor on its small stack.
+  const size_t bytes = (count + 4) * sizeof(char*);
+  void* const room = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (room == MAP_FAILED) return -1;
+  auto** const through_loader = static_cast<const char**>(room);
   through_loader[0] = "machorun";
   through_loader[1] = "--exec";
   through_loader[2] = path;
   for (size_t i = 0; i <= count; ++i) through_loader[3 + i] = arguments[i];
-  return execve("/proc/self/exe", const_cast<char* const*>(through_loader), environment);
+  (void)execve("/proc/self/exe", const_cast<char* const*>(through_loader), environment);
+  const int error = errno;
+  (void)munmap(room, bytes);
+  errno = error;
+  return -1;
 }
 
 static int Execv(const char* path, char* const* arguments) { return Execute(path, arguments, environ); }
@@ -85,6 +94,7 @@ static int Execl(const char* path, const char* argument, ...) {
 // --- Waiting: the signal's number in a status is the system's own.
 
 static int DarwinStatus(int status) {
+  if (WIFSTOPPED(status)) return DarwinSignal(WSTOPSIG(status)) << 8 | (status & 0xff);
   if (!WIFSIGNALED(status)) return status;
   return (status & ~0x7f) | DarwinSignal(WTERMSIG(status));
 }
@@ -111,6 +121,42 @@ static int WaitId(int kind, uint32_t id, DarwinSiginfo* info, int options) {
   info->process = host.si_pid;
   info->user = host.si_uid;
   info->status = host.si_code == CLD_EXITED ? host.si_status : DarwinSignal(host.si_status);
+  return 0;
+}
+
+// --- Threads of a process: of the questions that can be asked, the two that tests ask.
+
+static int AskOfProcess(int process, int question, uint64_t argument, void* answer, int bytes) {
+  if (question == kDarwinListThreads && bytes >= static_cast<int>(sizeof(uint64_t))) {
+    *static_cast<uint64_t*>(answer) = static_cast<uint64_t>(process);  // The main thread, which comes first.
+    return sizeof(uint64_t);
+  }
+  if (question == kDarwinThreadInfo && bytes == static_cast<int>(sizeof(DarwinThreadInfo))) {
+    char path[64];
+    (void)snprintf(path, sizeof(path), "/proc/%d/task/%llu/stat", process, static_cast<unsigned long long>(argument));
+    FILE* const file = fopen(path, "re");
+    if (file == nullptr) return 0;
+    char text[512] = {};
+    const size_t count = fread(text, 1, sizeof(text) - 1, file);
+    (void)fclose(file);
+    const char* const name_end = count > 0 ? strrchr(text, ')') : nullptr;
+    if (name_end == nullptr) return 0;
+    auto* const info = static_cast<DarwinThreadInfo*>(answer);
+    *info = {};
+    info->run_state = name_end[2] == 'S' ? kDarwinThreadWaits : kDarwinThreadRuns;
+    return sizeof(DarwinThreadInfo);
+  }
+  errno = ENOTSUP;
+  return 0;
+}
+
+static int NameSystem(DarwinSystemName* name) {
+  utsname host = {};
+  if (uname(&host) != 0) return -1;
+  *name = {};
+  (void)snprintf(name->system, sizeof(name->system), "Darwin");
+  (void)snprintf(name->node, sizeof(name->node), "%s", host.nodename);
+  (void)snprintf(name->machine, sizeof(name->machine), "x86_64");
   return 0;
 }
 
@@ -234,6 +280,8 @@ const Shim* ProcessShims() {
       {"_execl", Address(&Execl)},
       {"_waitpid", Address(&WaitPid)},
       {"_waitid", Address(&WaitId)},
+      {"_proc_pidinfo", Address(&AskOfProcess)},
+      {"_uname", Address(&NameSystem)},
       {"_getrlimit", Address(&GetLimit)},
       {"_setrlimit", Address(&SetLimit)},
       {"_sysconf", Address(&Sysconf)},

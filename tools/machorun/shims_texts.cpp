@@ -126,8 +126,13 @@ static int MaskRune(int rune, unsigned long mask) {
   return static_cast<int>(ClassesOf(static_cast<wint_t>(rune), &iswctype) & mask);
 }
 
-static int ToLower(int rune) { return static_cast<int>(towlower(static_cast<wint_t>(rune))); }
-static int ToUpper(int rune) { return static_cast<int>(towupper(static_cast<wint_t>(rune))); }
+// In a locale of single bytes characters are its bytes there, and not what Unicode has in their place.
+static int ToLower(int rune) {
+  return MB_CUR_MAX == 1 ? tolower(rune) : static_cast<int>(towlower(static_cast<wint_t>(rune)));
+}
+static int ToUpper(int rune) {
+  return MB_CUR_MAX == 1 ? toupper(rune) : static_cast<int>(towupper(static_cast<wint_t>(rune)));
+}
 
 // --- Locales: null is the C locale there.
 
@@ -163,10 +168,14 @@ static locale_t NewLocale(int mask, const char* name, locale_t base) {
   for (unsigned bit = 0; bit < sizeof(kBits) / sizeof(kBits[0]); ++bit) {
     if ((mask >> bit & 1) != 0) host_mask |= kBits[bit];
   }
+  // There the base is copied, here it would be changed; and it may be the global locale.
+  const auto made_of = [&](const char* wanted) {
+    return newlocale(host_mask, wanted, base == nullptr ? nullptr : duplocale(base));
+  };
   // Every Mac has this one; a Linux machine may have it under its own name only.
   const bool is_utf8 = name != nullptr && strstr(name, "UTF-8") != nullptr;
-  const locale_t made = newlocale(host_mask, name, base);
-  return made != nullptr || !is_utf8 ? made : newlocale(host_mask, "C.UTF-8", base);
+  const locale_t made = made_of(name);
+  return made != nullptr || !is_utf8 ? made : made_of("C.UTF-8");
 }
 
 static void FreeLocale(locale_t given) {

@@ -8,15 +8,18 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <locale.h>
+#include <mach/thread_info.h>
 #include <pthread.h>
 #include <pwd.h>
 #include <regex.h>
 #include <runetype.h>
 #include <signal.h>
 #include <sys/mman.h>
+#include <sys/proc_info.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/time.h>
+#include <sys/utsname.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
@@ -198,3 +201,12 @@ SAME(kDarwinRegexExtended, REG_EXTENDED);
 SAME(kDarwinRegexIgnoreCase, REG_ICASE);
 SAME(kDarwinRegexNoGroups, REG_NOSUB);
 SAME(kDarwinRegexNewline, REG_NEWLINE);
+
+SAME(sizeof(DarwinSystemName), sizeof(utsname));
+SAME_FIELD(DarwinSystemName, machine, utsname, machine);
+SAME(kDarwinListThreads, PROC_PIDLISTTHREADS);
+SAME(kDarwinThreadInfo, PROC_PIDTHREADINFO);
+SAME(kDarwinThreadRuns, TH_STATE_RUNNING);
+SAME(kDarwinThreadWaits, TH_STATE_WAITING);
+SAME(sizeof(DarwinThreadInfo), sizeof(proc_threadinfo));
+SAME_FIELD(DarwinThreadInfo, run_state, proc_threadinfo, pth_run_state);
