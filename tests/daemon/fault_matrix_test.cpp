@@ -246,11 +246,20 @@ TEST(Sigterm, AThousandTimesIsAsGoodAsOnce) {
 
 TEST(Sigterm, ToTheWholeGroupEndsTheProgramsFirst) {
   const Bundle bundle(Bundle::Logger::kRecording);
-  LauncherProcess launcher(bundle, bundle.WriteList(ListWithEndMark({SleepingItem("a"), SleepingItem("b")})));
+  std::vector<JsonObject> items;
+  for (const char* name : {"a", "b"}) {
+    items.push_back(ShellItem(name, "echo $$ > " + bundle.PathOf(name) + "; exec sleep 100000"));
+  }
+  LauncherProcess launcher(bundle, bundle.WriteList(ListWithEndMark(items)));
   launcher.WaitUntilItWaits();
+  for (const char* name : {"a", "b"}) (void)WrittenPid(bundle.PathOf(name));
   EXPECT_EQ(kill(-launcher.pid(), SIGTERM), 0);
   EXPECT_EQ(launcher.ExitStatus(), 1);
-  EXPECT_EQ(CountLogged(bundle, "is killed"), 2U);
+  EXPECT_EQ(CountLogged(bundle, "status = 15"), 2U);
+  // The pauses of both run out at about the same time, and the launcher stops one item after the other: the last one
+  // may have been restarted by then, and is killed.
+  EXPECT_EQ(CountLogged(bundle, "is killed"), 2 + CountLogged(bundle, "status = 9"));
+  EXPECT_EQ(CountLogged(bundle, "is killed"), CountLogged(bundle, "Start to fork"));
   EXPECT_TRUE(WaitUntil([&] { return launcher.NobodyLeft(); }));
 }
 

@@ -12,6 +12,7 @@
 #include "common/settings/log_settings.h"
 #include "common/settings/profile.h"
 #include "tests/support/files.h"
+#include "tests/support/sanitized.h"
 #include "tests/support/temp_folder.h"
 
 using Strings = std::vector<std::string>;
@@ -155,7 +156,7 @@ TEST_F(ReadSettingsFrom, AgreesWithTheApplicationOnGeneratedFiles) {
       "=",     "=",       "==",      " ",   "\t", "\n", "\n",           "\n",    "\r\n",    "DEBUG",
       "ERROR", "MESSAGE", "debug",   "\"",  ";",  "#",  "\xEF\xBB\xBF", "\v",    "CRITICAL"};
   std::mt19937 random(11);
-  for (int i = 0; i < 400; ++i) {
+  for (int i = 0; i < 400 / kStressDivisor; ++i) {
     std::string text = i % 4 == 0 ? "" : "[LOG]\n";
     for (size_t pieces = random() % 14; pieces > 0; --pieces) {
       text += kPieces[random() % (sizeof(kPieces) / sizeof(*kPieces))];

@@ -17,6 +17,7 @@
 
 #include "liblogger/logger.h"
 #include "tests/liblogger/support.h"
+#include "tests/support/sanitized.h"
 #include "tests/support/soak.h"
 
 using Clock = std::chrono::steady_clock;
@@ -127,7 +128,7 @@ static Findings ReadStorm(const std::filesystem::path& folder, size_t writers, c
 }
 
 TEST(Storm, OfKilledProcessesLosesNoRecordThatWasWritten) {
-  if (kStressDivisor > 1) GTEST_SKIP() << "with a sanitizer the writers are too slow to meet";
+  if (kSanitized) GTEST_SKIP() << "with a sanitizer the writers are too slow to meet";
   constexpr size_t kProcesses = 6;
   constexpr size_t kThreads = 3;
   const auto end = Clock::now() + std::chrono::seconds(3) * SoakFactor();

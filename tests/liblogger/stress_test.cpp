@@ -15,6 +15,7 @@
 
 #include "liblogger/logger.h"
 #include "tests/liblogger/support.h"
+#include "tests/support/sanitized.h"
 
 static constexpr int kMany = 1 << 20;  // Older files are kept, all of them.
 

@@ -45,16 +45,3 @@ bool MountSmallDisk(const std::filesystem::path& folder, const char* bytes);
 
 // Whether the first thread of a process has its number.
 extern const bool kFirstThreadHasProcessNumber;
-
-// How much smaller stress tests are in a build with sanitizers.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-static constexpr int kStressDivisor = 10;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-static constexpr int kStressDivisor = 10;
-#else
-static constexpr int kStressDivisor = 1;
-#endif
-#else
-static constexpr int kStressDivisor = 1;
-#endif

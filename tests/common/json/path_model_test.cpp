@@ -11,6 +11,7 @@
 
 #include "common/json/json_object.h"
 #include "tests/common/json/path_model.h"
+#include "tests/support/sanitized.h"
 
 // No two values in a document have the same text, so that a text tells which value was found.
 static const char* const kDocuments[] = {
@@ -71,7 +72,7 @@ class Compared {
 };
 
 TEST(PathLookup, FollowsEveryShortPathLikeItsLiteralDescription) {
-  constexpr size_t kLongest = 7;
+  constexpr size_t kLongest = 6 + kOneLonger;
   for (const char* text : kDocuments) {
     Compared document(text);
     std::vector<std::string> paths = {""};
@@ -92,7 +93,7 @@ TEST(PathLookup, FollowsRandomPathsLikeItsLiteralDescription) {
   std::uniform_int_distribution<int> length(0, 12);
   for (const char* text : kDocuments) {
     Compared document(text);
-    for (int i = 0; i < 3000; ++i) {
+    for (int i = 0; i < 3000 / kStressDivisor; ++i) {
       std::string path;
       for (int left = length(random); left > 0; --left) path += pieces[piece(random)];
       ASSERT_NO_FATAL_FAILURE(document.LookUp(path));

@@ -14,6 +14,7 @@
 #include "common/settings/profile.h"
 #include "tests/common/settings/profile_model.h"
 #include "tests/support/file_tree.h"
+#include "tests/support/sanitized.h"
 
 // A file that is read by both.
 class ProfileReader : public testing::Test {
@@ -59,13 +60,13 @@ static std::vector<std::string> AllTexts(const std::string& bytes, size_t longes
 }
 
 TEST_F(ProfileReader, FindsSectionsLikeItsLiteralDescription) {
-  for (const std::string& text : AllTexts(std::string("[]lL \n\0", 7), 5)) {
+  for (const std::string& text : AllTexts(std::string("[]lL \n\0", 7), 4 + kOneLonger)) {
     ASSERT_NO_FATAL_FAILURE(Compare(text + "\nk=1", "l", "k", 16));
   }
 }
 
 TEST_F(ProfileReader, FindsKeysLikeItsLiteralDescription) {
-  for (const std::string& text : AllTexts(std::string("[=kK \n\0", 7), 5)) {
+  for (const std::string& text : AllTexts(std::string("[=kK \n\0", 7), 4 + kOneLonger)) {
     ASSERT_NO_FATAL_FAILURE(Compare("[l]\n" + text + "\nk=7", "l", "k", 3));
   }
 }
@@ -114,7 +115,7 @@ TEST_F(ProfileReader, ReadsRandomFilesLikeItsLiteralDescription) {
   };
   std::uniform_int_distribution<size_t> piece(0, pieces.size() - 1);
   std::uniform_int_distribution<int> length(0, 40);
-  for (int i = 0; i < 10000; ++i) {
+  for (int i = 0; i < 10000 / kStressDivisor; ++i) {
     std::string content = i % 2 == 0 ? "[section]\n" : "";
     for (int left = length(random); left > 0; --left) content += pieces[piece(random)];
     ASSERT_NO_FATAL_FAILURE(Compare(content, any_of(sections), any_of(keys), any_of(sizes)));
@@ -124,7 +125,7 @@ TEST_F(ProfileReader, ReadsRandomFilesLikeItsLiteralDescription) {
 // Around the longest piece of a line that is read at once, every byte that means something.
 TEST_F(ProfileReader, CutsLongLinesLikeItsLiteralDescription) {
   for (size_t bytes = 2040; bytes <= 2050; ++bytes) {
-    for (const std::string& end : AllTexts(std::string("[]=k \n\0", 7), 2)) {
+    for (const std::string& end : AllTexts(std::string("[]=k \n\0", 7), 1 + kOneLonger)) {
       const std::string filler(bytes, 'x');
       ASSERT_NO_FATAL_FAILURE(Compare("[l]\n" + filler + end + "key=9\n", "l", "key", 4096));
     }

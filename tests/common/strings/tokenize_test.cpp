@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "tests/common/strings/models/tokenize.h"
+#include "tests/support/sanitized.h"
 #include "tests/support/texts.h"
 
 using Narrow = std::function<std::string(std::string&)>;
@@ -204,14 +205,15 @@ static void CheckAgainstTheModels(const std::string& text, const std::string& de
 
 TEST(TokenTransform, SeesWhatTheModelsGiveForAllShortTexts) {
   ForEachText("ab,", 2, [](const std::string& delimiters) {
-    ForEachText("ab,", 7, [&delimiters](const std::string& text) { CheckAgainstTheModels(text, delimiters); });
+    ForEachText("ab,", 6 + kOneLonger,
+                [&delimiters](const std::string& text) { CheckAgainstTheModels(text, delimiters); });
   });
 }
 
 TEST(TokenTransform, SeesWhatTheModelsGiveForLongerTexts) {
   std::mt19937 random(20240229);
   const std::string alphabet("aab,;\0\x80\xFF", 8);
-  for (int i = 0; i < 20000; ++i) {
+  for (int i = 0; i < 20000 / kStressDivisor; ++i) {
     CheckAgainstTheModels(RandomText(random, alphabet, 80), RandomText(random, alphabet, 3));
   }
 }
