@@ -10,6 +10,8 @@ include(CheckPIESupported)
 
 check_pie_supported(LANGUAGES CXX)
 
+# A flag for another processor is a warning with some compilers.
+set(CMAKE_REQUIRED_FLAGS -Werror)
 set(supported_flags)
 foreach(flag ${pellux_hardening_flags})
   string(MAKE_C_IDENTIFIER PELLUX_HAS${flag} has_flag)
@@ -18,6 +20,7 @@ foreach(flag ${pellux_hardening_flags})
     list(APPEND supported_flags ${flag})
   endif()
 endforeach()
+unset(CMAKE_REQUIRED_FLAGS)
 
 # Where level 3 is not carried, a warning says that it is taken for 2.
 set(CMAKE_REQUIRED_FLAGS "-O2 -Werror -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3")
