@@ -428,6 +428,8 @@ TEST(CheckList, FindsNothingInTheExamples) {
     const std::string name = entry.path().filename().string();
     if (entry.path().extension() != ".json" || name == "launch-list.schema.json" || name == "failed-start.json")
       continue;
+    // The list of a machine whose night went wrong: its programs are not here.
+    if (entry.path().parent_path().filename() == "night") continue;
     EXPECT_EQ(Described(Check(ReadFile(entry.path().string()))), Strings{}) << name;
     ++lists;
   }
