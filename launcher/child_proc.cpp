@@ -38,7 +38,6 @@ ChildProc::ChildProc(std::string launcher, JsonObject supervised_item) {
   name = std::string(item["name"]);
   program = ReadAhead<std::string>(item, "program");
   runs_once = ReadAhead<bool>(item, "run_once");
-  RegisterEndOfForkedChildren();
   Gate first_fork;
   try {
     // The handler joins the supervising threads; it must not run on one of them.
@@ -95,6 +94,7 @@ void ChildProc::Supervise(Gate& first_fork) {
     if (IsForkedChild() && !IsRunningPID(launcher_pid)) break;
   }
   running = false;
+  if (IsForkedChild()) EndForkedChild();
 }
 
 void ChildProc::WaitAndLogEnd() {

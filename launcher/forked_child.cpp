@@ -2,22 +2,13 @@
 
 #include <pthread.h>
 #include <signal.h>
-#include <stdlib.h>
 #include <unistd.h>
 
 #include "launcher/sigterm_mask.h"
 
 static bool g_is_forked_child = false;
 
-static void EndForkedChild() {
-  if (g_is_forked_child) _exit(0);
-}
-
-// Handlers run in reverse: this one, registered after every global's destructor, is called before them.
-void RegisterEndOfForkedChildren() {
-  static const int registered = atexit(&EndForkedChild);
-  (void)registered;  // It can't fail for the first 32 handlers.
-}
+void EndForkedChild() { _exit(0); }
 
 // Has no destructor, because supervisors run until the very end of the process.
 static pthread_mutex_t g_restart_turn = PTHREAD_MUTEX_INITIALIZER;

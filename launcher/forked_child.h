@@ -9,10 +9,9 @@
 
 #include <sys/types.h>
 
-// Has the forked children of this process that end by `exit`, or because their last thread returns, end with status 0
-// before anything is destroyed. To be called when all globals have been constructed, before the first fork; further
-// calls do nothing. Throws nothing.
-void RegisterEndOfForkedChildren();
+// Ends the forked child with status 0, and destroys nothing. Without it the return of the last thread would be an
+// `exit`, in a copy of a launcher that may be in the midst of its own.
+[[noreturn]] void EndForkedChild();
 
 // `fork` for a restart: restarts of this process take turns. A fork takes longer the more threads there are, and the
 // system serves the threads of a process one after the other; when hundreds of programs end at once, an item that is

@@ -150,3 +150,15 @@ TEST(ExitStatus, IsOneAfterSigtermWithAListThatStartsNothing) {
     EXPECT_TRUE(LoggedWith(bundle.recording(), "").empty()) << text;
   }
 }
+
+// The third item ends the launcher, whose `exit` waits for the pause of an item. That item is started once more, and
+// its forked child ends meanwhile: a second `exit` there would go on with the first one's half of the work, which the
+// thread sanitizer does not survive.
+TEST(Exit, IsNotGoneOnWithByAForkedChild) {
+  const Bundle bundle(Bundle::Logger::kRecording);
+  LauncherProcess launcher(bundle, bundle.WriteList(R"({"0": {"name": "a", "program": ""},
+      "1": {"name": "b", "program": ""}, "2": true})"));
+  EXPECT_EQ(launcher.ExitStatus(), 0);
+  EXPECT_EQ(CountLogged(bundle, "Start to fork"), 3U);
+  EXPECT_TRUE(WaitUntil([&] { return launcher.NobodyLeft(); }));
+}
