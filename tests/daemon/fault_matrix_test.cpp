@@ -1,5 +1,6 @@
 // What befalls a running launcher and its programs, a row of docs/reliability.md each.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -72,11 +73,14 @@ TEST(Fifo, AsTheLaunchListIsWaitedForAndSigtermChangesNothing) {
   const std::string fifo = bundle.PathOf("fifo");
   ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
   LauncherProcess launcher(bundle, fifo);
-  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  int writer = -1;  // Can be opened as soon as there is a reader.
+  ASSERT_TRUE(WaitUntil([&] { return (writer = open(fifo.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC)) >= 0; }));
   launcher.Signal(SIGTERM);
   std::this_thread::sleep_for(std::chrono::milliseconds(300));
   EXPECT_TRUE(launcher.IsRunning());
-  WriteFile(fifo, ListOf({SleepingItem("late")}));
+  const std::string list = ListOf({SleepingItem("late")});
+  EXPECT_EQ(write(writer, list.data(), list.size()), static_cast<ssize_t>(list.size()));
+  (void)close(writer);
   EXPECT_TRUE(WaitUntil([&] { return CountLogged(bundle, "Start to fork late") == 1; }));
   EXPECT_EQ(launcher.Stop(), 1);
 }

@@ -316,6 +316,9 @@ class Run {
     EXPECT_EQ(FirstStarts(), expected.starts);
   }
 
+  // Looks whether a sanitizer reports anything, too.
+  void End() { launcher.reset(); }
+
   const std::string list_text;
   std::vector<Finding> findings;
 
@@ -425,6 +428,7 @@ static void CompareOnMadeUpLists(unsigned seed) {
     }
     for (const auto& run : runs) {
       run->Verify();
+      run->End();
       if (testing::Test::HasFailure()) {
         FAIL() << "seed " << seed << ", list:\n" << run->list_text << "\n" << ListOfFindings(run->findings);
       }

@@ -24,11 +24,13 @@ static void AppendOption(const char* variable, const std::string& option) {
 
 LauncherProcess::LauncherProcess(const Bundle& bundle, const std::vector<std::string>& arguments,
                                  const Options& options)
-    : recording(bundle.recording()), sanitizer_report(bundle.PathOf("sanitizer")) {
+    : recording(bundle.recording()) {
   const std::string program = bundle.launcher();
   std::vector<char*> argv = {const_cast<char*>(program.c_str())};
   for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
   argv.push_back(nullptr);
+  static int launchers = 0;
+  sanitizer_report = bundle.PathOf("sanitizer-" + std::to_string(++launchers));
   id = fork();
   if (id != 0) return;
 
@@ -56,7 +58,7 @@ LauncherProcess::~LauncherProcess() {
 
   const std::filesystem::path report(sanitizer_report);
   for (const auto& entry : std::filesystem::directory_iterator(report.parent_path())) {
-    if (entry.path().filename().string().rfind("sanitizer.", 0) == 0) {
+    if (entry.path().filename().string().rfind(report.filename().string() + ".", 0) == 0) {
       ADD_FAILURE() << "A sanitizer reports:\n" << ReadFile(entry.path().string());
     }
   }
