@@ -197,6 +197,8 @@ static void KeepStandardStreamsTaken() {
   }
 }
 
+// What could still be thrown is that there is no memory: this program ends then.
+// NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argc, char** argv) {
   (void)signal(SIGPIPE, SIG_IGN);  // `Output` tells a reader that has gone from a full disk.
   KeepStandardStreamsTaken();

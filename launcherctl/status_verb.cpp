@@ -186,7 +186,11 @@ static void WriteItems(const RunningLauncher& launcher, int64_t now_ms, size_t r
     const size_t used = CountCharacters(before) + state + CountCharacters(behind);
     const size_t left = width > used ? width - used : 0;
     std::string end = CutAtEnd(row.last_end, std::max<size_t>(left, 8));
-    out.Write(before + out.Colored(color, Padded(row.state, state)) + behind + end + "\n");
+    out.Write(before);
+    out.Write(out.Colored(color, Padded(row.state, state)));
+    out.Write(behind);
+    out.Write(end);
+    out.Write("\n");
   }
   const size_t hidden = launcher.known.items.size() - shown.size();
   if (hidden > 0) {

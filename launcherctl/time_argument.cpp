@@ -73,7 +73,7 @@ static bool ReadOffset(const char* text, std::optional<int64_t>& offset_seconds)
   int consumed = 0;
   if ((*text != '+' && *text != '-') || sscanf(text + 1, "%2d:%2d%n", &hours, &minutes, &consumed) != 2) return false;
   if (text[1 + consumed] != '\0' || hours > 23 || minutes > 59) return false;
-  offset_seconds = (*text == '-' ? -1 : 1) * (int64_t{hours} * 3600 + minutes * 60);
+  offset_seconds = (*text == '-' ? -1 : 1) * (int64_t{hours} * 3600 + int64_t{minutes} * 60);
   return true;
 }
 

@@ -17,7 +17,7 @@ static constexpr char kMachineZone[] = "/etc/localtime";
 static constexpr char kZoneFolder[] = "/usr/share/zoneinfo";
 
 // Several times the largest file.
-static constexpr size_t kMostFileBytes = 64 * 1024;
+static constexpr size_t kMostFileBytes = size_t{64} * 1024;
 
 // Takes a file apart from its start. What lies beyond its end is read as zeros, and remembered.
 class FileReader {
