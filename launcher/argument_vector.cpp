@@ -5,9 +5,6 @@
 
 #include <new>
 
-// Linux passes 6 MiB at most, macOS 1 MiB, and each argument takes a pointer and a NUL at least.
-static constexpr size_t kMostArguments = size_t{6} * 1024 * 1024 / (sizeof(char*) + 1);
-
 static size_t CountArguments(JsonObject& item) {
   if (!item.HasObject("argc")) return 0;
   const int arguments = item["argc"];

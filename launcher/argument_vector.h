@@ -11,6 +11,10 @@
 // it is long. For one thread at a time.
 class ArgumentVector {
  public:
+  // No system passes more arguments: Linux takes 6 MiB at most, macOS 1 MiB, and each argument takes a pointer and a
+  // NUL at least. Of an item that asks for more, "args" is not read.
+  static constexpr size_t kMostArguments = size_t{6} * 1024 * 1024 / (sizeof(char*) + 1);
+
   // `program` is argv[0]; it is not copied and must outlive this object. `item` says with "argc" how many of its
   // "args", keyed "0", "1", ..., follow; missing ones are added to it as nulls and passed as "". Throws what the JSON
   // library throws for values that can't be converted.
@@ -20,7 +24,7 @@ class ArgumentVector {
   ArgumentVector& operator=(const ArgumentVector&) = delete;
 
   // The vector, ended by a null pointer and owned by this object. Null itself when memory does not suffice, and for
-  // more arguments than any system passes.
+  // more than `kMostArguments`.
   char* const* argv() const { return complete ? entries : nullptr; }
 
  private:

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "common/json/json_object.h"
+#include "launcher/argument_vector.h"
 
 using Kind = JsonValue::Kind;
 using Fate = LaunchListItem::Fate;
@@ -141,6 +142,8 @@ static void ReadArguments(LaunchListItem& item) {
   }
   item.argument_count = std::max<int64_t>(static_cast<int32_t>(argc), 0);
   if (item.argument_count == 0 || item.args_member == nullptr) return;
+  // Such a start fails before the launcher reads "args".
+  if (static_cast<size_t>(item.argument_count) > ArgumentVector::kMostArguments) return;
   const JsonValue& args = item.args_member->value;
   if (args.kind == Kind::kNull) return;
   if (args.kind != Kind::kObject) {
