@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <ctime>
+#include <iomanip>
+#include <sstream>
 #include <vector>
 
 #include "launcherctl/clock_text.h"
@@ -78,35 +80,19 @@ static tm LocalTime(int64_t time_ms) {
   return local;
 }
 
-static std::string DateText(int64_t time_ms) {
+// The local time in a form of `strftime`, "C" locale.
+static std::string TimeText(int64_t time_ms, const char* form) {
   const tm local = LocalTime(time_ms);
-  char text[32];
-  return strftime(text, sizeof(text), "%F", &local) > 0 ? text : "";
+  std::ostringstream text;
+  text << std::put_time(&local, form);
+  return text.str();
 }
 
-static std::string DayText(int64_t time_ms) {
-  const tm local = LocalTime(time_ms);
-  char text[32];
-  return strftime(text, sizeof(text), "%d %b", &local) > 0 ? text : "";
-}
+static std::string DateText(int64_t time_ms) { return TimeText(time_ms, "%F"); }
 
-static std::string MinuteText(int64_t time_ms) {
-  const tm local = LocalTime(time_ms);
-  char text[32];
-  return strftime(text, sizeof(text), "%H:%M", &local) > 0 ? text : "";
-}
+static std::string MinuteText(int64_t time_ms) { return TimeText(time_ms, "%H:%M"); }
 
-static std::string SecondText(int64_t time_ms) {
-  const tm local = LocalTime(time_ms);
-  char text[32];
-  return strftime(text, sizeof(text), "%H:%M:%S", &local) > 0 ? text : "";
-}
-
-static std::string Offset(int64_t time_ms) {
-  const tm local = LocalTime(time_ms);
-  char text[32];
-  return strftime(text, sizeof(text), "UTC%z", &local) > 0 ? text : "";
-}
+static std::string OffsetText(int64_t time_ms) { return TimeText(time_ms, "UTC%z"); }
 
 // Round local times, at most about ten. Across a change of the offset they stay round.
 static std::vector<int64_t> Marks(int64_t from_ms, int64_t until_ms) {
@@ -462,9 +448,9 @@ static std::string Picture(const History& history, const PictureTexts& texts) {
   const std::string title = ShownText(texts.title) + ", " + RangeText(history);
   const bool shows_starts = std::any_of(history.launchers.begin(), history.launchers.end(),
                                         [](const HistoryLauncher& launcher) { return launcher.shows_starts; });
-  const std::string offset = Offset(history.from_ms) == Offset(history.until_ms)
-                                 ? Offset(history.from_ms)
-                                 : Offset(history.from_ms) + ", then " + Offset(history.until_ms);
+  std::string offset = OffsetText(history.from_ms);
+  const std::string last_offset = OffsetText(history.until_ms);
+  if (last_offset != offset) offset += ", then " + last_offset;
   std::string head = Plural(static_cast<int64_t>(history.records), "record") + ", " +
                      (shows_starts ? "starts logged" : "starts computed: the log shows ends only") + ", " + offset;
   if (!history.log_is_whole) head += "; what came before is not in the log";
@@ -496,16 +482,12 @@ static std::string Picture(const History& history, const PictureTexts& texts) {
   const std::vector<int64_t> marks = Marks(history.from_ms, history.until_ms);
   const bool in_seconds = marks.size() > 1 && marks[1] - marks[0] < 60000;
   const bool in_days = marks.size() > 1 && marks[1] - marks[0] >= 86400000;
+  const char* const form = in_days ? "%d %b" : in_seconds ? "%H:%M:%S" : "%H:%M";
   for (const int64_t mark : marks) {
     const double x = kLeft + kPlot * static_cast<double>(mark - history.from_ms) / span;
     grid += "<line class=\"grid\" x1=\"" + Pixels(x) + "\" x2=\"" + Pixels(x) + "\" y1=\"" + Pixels(kTop - 10) +
             "\" y2=\"" + Pixels(bottom) + "\"/>" +
-            TextAt(x, kTop - 28,
-                   in_days      ? DayText(mark)
-                   : in_seconds ? SecondText(mark)
-                                : MinuteText(mark),
-                   " class=\"d\" text-anchor=\"middle\"") +
-            "\n";
+            TextAt(x, kTop - 28, TimeText(mark, form), " class=\"d\" text-anchor=\"middle\"") + "\n";
   }
   const std::string right = " class=\"d\" text-anchor=\"end\"";
   grid += TextAt(kLeft + kPlot + 56, kTop - 28, "up", right) + TextAt(kLeft + kPlot + 100, kTop - 28, "ends", right) +
