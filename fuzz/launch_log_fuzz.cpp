@@ -7,6 +7,7 @@
 #include "fuzz/require.h"
 #include "launcherctl/log_reader.h"
 #include "launcherctl/model.h"
+#include "launcherctl/stop_outlook.h"
 
 static bool LiesIn(std::string_view part, const std::string& text) {
   return part.empty() || (part.data() >= text.data() && part.data() + part.size() <= text.data() + text.size());

@@ -10,9 +10,11 @@
 #include "launcherctl/check_settings.h"
 #include "launcherctl/finding.h"
 #include "launcherctl/launch_list_reader.h"
+#include "launcherctl/leftovers.h"
 #include "launcherctl/log_reader.h"
 #include "launcherctl/model.h"
 #include "launcherctl/processes.h"
+#include "launcherctl/stop_outlook.h"
 
 struct RunningLauncher {
   Process process;

@@ -12,7 +12,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -121,37 +120,3 @@ struct LauncherKnowledge {
 };
 
 LauncherKnowledge Infer(const LauncherFacts& facts);
-
-// Whether SIGTERM would reach nobody but the launcher's own programs, and how long the stop would take.
-struct StopOutlook {
-  bool is_safe = false;
-  std::string reason;  // Why it is not, or what else is to be known.
-  std::optional<int64_t> seconds_at_least;
-  std::optional<int64_t> seconds_at_most;
-};
-
-// `owner_of` tells who has a process number now, as text for people, or an empty text if nobody has.
-StopOutlook JudgeStop(const LauncherKnowledge& launcher, int64_t now_ms,
-                      const std::function<std::string(int32_t)>& owner_of);
-
-// Whether `process` is a second supervisor of the launcher `launcher`, whose descendant it need not be any more.
-bool IsSecondSupervisor(const Process& process, const Process& launcher);
-
-// Whether this process was started with `command`, an interpreter's line in front of it left out of account.
-bool HasCommand(const Process& process, const std::vector<std::string>& command);
-
-// --- What launchers that are gone have left behind
-
-struct Leftover {
-  int32_t pid = 0;
-  int32_t parent = 0;
-  bool is_program = false;  // Else a second supervisor.
-  std::optional<std::string> item;
-  std::optional<int32_t> launcher;  // The process id that it had, where that is known.
-  int64_t since_ms = 0;
-};
-
-// `launchers` are those that run; `gone_launchers` the process ids of earlier ones, from the logs; `items` what the
-// known lists hold.
-std::vector<Leftover> FindLeftovers(const ProcessTable& table, const std::vector<const Process*>& launchers,
-                                    const std::vector<int32_t>& gone_launchers, const std::vector<PlannedItem>& items);

@@ -26,3 +26,15 @@ bool IsLauncherPath(const std::string& executable) {
 std::string BundleOf(const std::string& executable) {
   return executable.substr(0, executable.size() - (sizeof(kLauncherInBundle) - 1));
 }
+
+bool IsSecondSupervisor(const Process& process, const Process& launcher) {
+  // It pauses or waits, and so sleeps. A child that is becoming its program is busy.
+  return process.executable == launcher.executable && process.arguments == launcher.arguments &&
+         process.sigterm == SigtermAction::kDefault && process.is_sleeping && !process.is_zombie;
+}
+
+bool HasCommand(const Process& process, const std::vector<std::string>& command) {
+  const std::vector<std::string>& arguments = process.arguments;
+  return !command.empty() && arguments.size() >= command.size() &&
+         std::equal(command.rbegin(), command.rend(), arguments.rbegin());
+}

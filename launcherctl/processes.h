@@ -61,3 +61,9 @@ bool IsLauncherPath(const std::string& executable);
 
 // The bundle's path, for a path of which that holds: "/Applications/Pellux.app".
 std::string BundleOf(const std::string& executable);
+
+// Whether `process` is a second supervisor of the launcher `launcher`, whose descendant it need not be any more.
+bool IsSecondSupervisor(const Process& process, const Process& launcher);
+
+// Whether this process was started with `command`, an interpreter's line in front of it left out of account.
+bool HasCommand(const Process& process, const std::vector<std::string>& command);
