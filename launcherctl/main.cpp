@@ -10,6 +10,7 @@
 #include <csignal>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "launcherctl/check_verb.h"
@@ -44,29 +45,52 @@ struct CommandLine {
   }
 };
 
-// CLI11 takes "-1" for an option, also behind other arguments and "--". This mark in front hides that from it.
-static constexpr char kHiddenMinus = '\x01';
+// CLI11 takes "-1" for an option, also behind other arguments and "--". No option begins with a digit, so it is a
+// number, a name or a path: this mark in front hides that from CLI11, and is taken away again from what CLI11 gives
+// back.
+static constexpr char kMark = '\x01';
+
+static bool NeedsMark(std::string_view text) {
+  const bool is_number = text.size() > 1 && text[0] == '-' && text[1] >= '0' && text[1] <= '9';
+  const bool has_one = !text.empty() && text[0] == kMark;  // As somebody typed it.
+  return is_number || has_one;
+}
 
 static void HideNegativeNumbers(std::vector<std::string>& arguments) {
   for (std::string& argument : arguments) {
-    if (argument.size() > 1 && argument[0] == '-' && argument[1] >= '0' && argument[1] <= '9') {
-      argument.insert(argument.begin(), kHiddenMinus);
-    }
+    if (NeedsMark(argument)) argument.insert(argument.begin(), kMark);
   }
 }
 
-static std::vector<std::string> WithoutMarks(std::vector<std::string> arguments) {
-  for (std::string& argument : arguments) {
-    if (!argument.empty() && argument[0] == kHiddenMinus) argument.erase(0, 1);
+// The argument as it was typed.
+static std::string WithoutMark(std::string argument) {
+  if (!argument.empty() && argument[0] == kMark) argument.erase(0, 1);
+  return argument;
+}
+
+// The same for a sentence about arguments.
+static std::string WithoutMarks(std::string_view text) {
+  std::string shown;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == kMark && NeedsMark(text.substr(i + 1))) ++i;
+    shown += text[i];
   }
-  return arguments;
+  return shown;
+}
+
+static void ShowNegativeNumbers(CLI::App& app) {
+  for (CLI::App* verb : app.get_subcommands([](const CLI::App*) { return true; })) {
+    for (CLI::Option* option : verb->get_options()) {
+      if (option->get_expected_max() > 0) option->transform(&WithoutMark);  // A flag takes nothing.
+    }
+  }
 }
 
 static void AddExplain(CommandLine& line) {
   static std::vector<std::string> statuses;
   CLI::App* const verb = line.AddVerb("explain", "Raw wait statuses in words: 768 is exit status 3");
   verb->add_option("STATUS", statuses, "The number behind \"status = \" in a log line")->required();
-  verb->callback([&line] { line.run = [](Output& out) { return RunExplain(WithoutMarks(statuses), out); }; });
+  verb->callback([&line] { line.run = [](Output& out) { return RunExplain(statuses, out); }; });
 }
 
 static void AddCheck(CommandLine& line) {
@@ -214,6 +238,7 @@ int main(int argc, char** argv) {
   AddStop(line);
   AddWhy(line);
   AddCompletion(line);
+  ShowNegativeNumbers(line.app);
 
   std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
   HideNegativeNumbers(arguments);
@@ -224,7 +249,7 @@ int main(int argc, char** argv) {
       !arguments.empty() && std::find(kWithoutVerb.begin(), kWithoutVerb.end(), arguments[0]) != kWithoutVerb.end();
   if (!names_verb && !needs_none) arguments.insert(arguments.begin(), "status");
   int exit_status = kAllIsWell;
-  const std::string complaint = names_verb ? ComplaintAboutVerb(line.app, arguments[0]) : "";
+  const std::string complaint = names_verb ? ComplaintAboutVerb(line.app, WithoutMark(arguments[0])) : "";
   if (!complaint.empty()) {
     out.Error(complaint);
     return kNotAnswered;
@@ -239,7 +264,7 @@ int main(int argc, char** argv) {
   } catch (const CLI::CallForVersion& version) {
     out.Write(std::string(version.what()) + "\n");
   } catch (const CLI::ParseError& error) {
-    out.Error(ShownText(error.what()));
+    out.Error(ShownText(WithoutMarks(error.what())));
     exit_status = kNotAnswered;
   } catch (const std::exception& error) {
     out.Error("this program has failed: " + ShownText(error.what()));

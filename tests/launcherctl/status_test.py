@@ -197,6 +197,23 @@ class Command(unittest.TestCase):
                              [(768, "exit", 3, False, "exit status 3"),
                               (139, "signal", 11, True, "signal 11 (SIGSEGV), core dumped")])
 
+    def test_negative_number_is_a_name_or_a_path_like_any_other(self):
+        with Scene() as stage:
+            stage.write_list([sleeper("-1"), sleeper("\x01-1")])
+            for name in ("-1", "\x01-1"):  # Somebody's odd list; the second one is hard to type.
+                (stage.folder / name).write_bytes(stage.list.read_bytes().replace(b"program", b"prograM"))
+            for arguments in (["check", "-1"], ["check", "\x01-1"]):
+                _, answer = stage.ctl_json(*arguments)
+                self.assertEqual({finding["file"] for finding in answer["findings"]}, {arguments[1]})
+            for name in ("-1", "\x01-1"):
+                _, answer = stage.ctl_json("why", name, "--list", str(stage.list))
+                self.assertEqual(answer["item"], name)
+            for arguments in (["-1"], ["status", "-1"], ["status", "--watch=-1"], ["stop", "--timeout", "-1"]):
+                status, output, errors, _ = stage.ctl(*arguments)
+                self.assertEqual((status, output), (2, ""), arguments)
+                self.assertNotIn("x01", errors)
+                self.assertIn("-1", errors)
+
 
 class Terminal(unittest.TestCase):
     def on_terminal(self, stage, *arguments, **variables):
