@@ -28,7 +28,7 @@ class RunningExample {
     const std::string status_text = "status = " + std::to_string(status);
     size_t count = 0;
     for (const RecordedCall& call : LoggedWith(bundle.recording(), "[LAUNCHER  ] " + item + " ")) {
-      const std::string& line = call.second;
+      const std::string& line = call.text;
       if (line.find(" is killed. ") == std::string::npos || line.size() < status_text.size()) continue;
       if (line.compare(line.size() - status_text.size(), std::string::npos, status_text) == 0) ++count;
     }

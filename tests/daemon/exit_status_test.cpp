@@ -75,8 +75,8 @@ TEST(ExitStatus, IsZeroForAListThatCannotBeParsedOrWalked) {
     EXPECT_EQ(launcher.ExitStatus(), 0) << row.what;
     const auto logged = LoggedWith(bundle.recording(), "");
     ASSERT_EQ(logged.size(), 1U) << row.what;
-    EXPECT_EQ(logged[0].second, kParseFailure) << row.what;
-    EXPECT_EQ(logged[0].number, 8) << row.what;
+    EXPECT_EQ(logged[0].text, kParseFailure) << row.what;
+    EXPECT_EQ(logged[0].level, LOGLEVEL_ERROR) << row.what;
   }
 }
 
@@ -89,7 +89,7 @@ TEST(ExitStatus, IsZeroForABadItemAndTheChildrenStartedBeforeItAreKilled) {
   EXPECT_EQ(LoggedWith(bundle.recording(), kParseFailure).size(), 1U);
   const auto ends = LoggedWith(bundle.recording(), "early");
   ASSERT_EQ(ends.size(), 2U);
-  EXPECT_NE(ends[1].second.find("status = 9"), std::string::npos) << ends[1].second;
+  EXPECT_NE(ends[1].text.find("status = 9"), std::string::npos) << ends[1].text;
   EXPECT_TRUE(WaitUntil([&] { return launcher.NobodyLeft(); }));
 }
 
@@ -135,7 +135,7 @@ TEST(ExitStatus, IsZeroForAnItemWithoutNameOnlyIfSomethingElseIsWrong) {
   LauncherProcess launcher(bundle, bundle.WriteList(R"({"0": {"program": "/bin/true"}, "1": null})"));
   ASSERT_TRUE(WaitUntil([&] { return LoggedWith(bundle.recording(), "has no name").size() == 2; }));
   EXPECT_TRUE(launcher.IsRunning());
-  EXPECT_EQ(LoggedWith(bundle.recording(), "has no name")[0].second, "[LAUNCHER  ] There is an item has no name.");
+  EXPECT_EQ(LoggedWith(bundle.recording(), "has no name")[0].text, "[LAUNCHER  ] There is an item has no name.");
 }
 
 TEST(ExitStatus, IsOneAfterSigtermWithAListThatStartsNothing) {

@@ -33,6 +33,6 @@ TEST(FailedFork, IsLoggedAndTheStopSignalsEveryProcessOfTheUser) {
   EXPECT_EQ(outcome, "launcher=256 bystander=9\n");
   const auto logged = LoggedWith(bundle.recording(), "forkless");
   ASSERT_EQ(logged.size(), 2U);
-  EXPECT_EQ(logged[1].second, "[LAUNCHER  ] Failed to fork forkless");
-  EXPECT_EQ(logged[1].number, 8);
+  EXPECT_EQ(logged[1].text, "[LAUNCHER  ] Failed to fork forkless");
+  EXPECT_EQ(logged[1].level, LOGLEVEL_ERROR);
 }

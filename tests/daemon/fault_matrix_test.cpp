@@ -121,7 +121,7 @@ TEST(HugeSettings, WithALineOfFiftyMegabytesMeanTheDefault) {
   WriteFile(bundle.settings_folder() + "/log.ini", std::string(size_t{50} << 20, 'x') + "\n[LOG]\nLEVEL=DEBUG\n");
   LauncherProcess launcher(bundle, bundle.WriteList("{}"));
   ASSERT_TRUE(WaitUntil([&] { return ReadRecording(bundle.recording()).size() == 2; }));
-  EXPECT_EQ(ReadRecording(bundle.recording())[1].second, "1");  // The section behind the line is found.
+  EXPECT_EQ(ReadRecording(bundle.recording())[1].level, LOGLEVEL_DEBUG);  // The section behind the line is found.
   EXPECT_EQ(launcher.Stop(), 1);
 }
 

@@ -44,7 +44,7 @@ TEST(OtherTypes, OfANameBecomeText) {
                              bundle.WriteList(std::string(R"({"0": {"program": "/bin/sh", "name": )") + name + "}}"));
     const std::string start = std::string("[LAUNCHER  ] Start to fork ") + expected;
     ASSERT_TRUE(WaitUntil([&] { return CountLogged(bundle, "Start to fork") > 0; })) << name;
-    EXPECT_EQ(LoggedWith(bundle.recording(), "Start to fork")[0].second, start) << name;
+    EXPECT_EQ(LoggedWith(bundle.recording(), "Start to fork")[0].text, start) << name;
   }
 }
 

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <syslog.h>
 
 #include <filesystem>
 #include <regex>
@@ -21,10 +22,10 @@ TEST(SystemLog, GetsOneLineForNoneOrOneArgument) {
     EXPECT_EQ(launcher.ExitStatus(), 0);
     const auto calls = ReadRecording(bundle.recording());
     ASSERT_EQ(calls.size(), 1U) << arguments.size();
-    EXPECT_EQ(calls[0].call, "syslog");
-    EXPECT_EQ(calls[0].number, 3);
-    EXPECT_EQ(calls[0].first, "Pellux Launcher : wrong parameters.");
-    EXPECT_EQ(calls[0].second, "closed");  // The standard streams go before the arguments are looked at.
+    EXPECT_EQ(calls[0].function, "syslog");
+    EXPECT_EQ(calls[0].priority, LOG_ERR);
+    EXPECT_EQ(calls[0].format, "Pellux Launcher : wrong parameters.");
+    EXPECT_FALSE(calls[0].any_standard_stream_open);  // They go before the arguments are looked at.
   }
 }
 
@@ -39,10 +40,10 @@ TEST(SystemLog, GetsOneLineWhenTheLoggerDoesNotStartAndSupervisionGoesOn) {
   EXPECT_EQ(launcher.Stop(), 1);
   const auto calls = ReadRecording(bundle.recording());
   ASSERT_EQ(calls.size(), 2U);
-  EXPECT_EQ(calls[0].call, "InitLogger");
-  EXPECT_EQ(calls[1].call, "syslog");
-  EXPECT_EQ(calls[1].number, 3);
-  EXPECT_EQ(calls[1].first, "Pellux Launcher for agent : Failed to initialize logger");
+  EXPECT_EQ(calls[0].function, "InitLogger");
+  EXPECT_EQ(calls[1].function, "syslog");
+  EXPECT_EQ(calls[1].priority, LOG_ERR);
+  EXPECT_EQ(calls[1].format, "Pellux Launcher for agent : Failed to initialize logger");
 }
 
 TEST(SystemLog, GetsALaunchersNameAsPartOfItsFormat) {
@@ -51,26 +52,30 @@ TEST(SystemLog, GetsALaunchersNameAsPartOfItsFormat) {
   options.environment["RECORDING_FAILS"] = "1";
   LauncherProcess launcher(bundle, {"age%dnt", bundle.WriteList("{}")}, options);
   ASSERT_TRUE(WaitUntil([&] { return ReadRecording(bundle.recording()).size() == 2; }));
-  EXPECT_EQ(ReadRecording(bundle.recording())[1].first, "Pellux Launcher for age%dnt : Failed to initialize logger");
+  EXPECT_EQ(ReadRecording(bundle.recording())[1].format, "Pellux Launcher for age%dnt : Failed to initialize logger");
 }
 
 TEST(LoggerStart, AsksTheLibraryForTheModuleAtTheSettingsPlaceAndLevel) {
   const struct {
     const char* level;  // Null: no settings file.
-    const char* expected;
-  } rows[] = {{nullptr, "8"}, {"DEBUG", "1"}, {"debug", "8"}, {"VERBOSE", "17"}, {"CRITICAL", "16"}};
+    LOGLEVEL expected;
+  } rows[] = {{nullptr, LOGLEVEL_ERROR},
+              {"DEBUG", LOGLEVEL_DEBUG},
+              {"debug", LOGLEVEL_ERROR},
+              {"VERBOSE", LOGLEVEL_VERBOSE},
+              {"CRITICAL", LOGLEVEL_CRITICAL}};
   for (const auto& row : rows) {
     const Bundle bundle(Bundle::Logger::kRecording);
     if (row.level != nullptr) bundle.SetLogLevel(row.level);
     LauncherProcess launcher(bundle, bundle.WriteList("{}"));
     ASSERT_TRUE(WaitUntil([&] { return ReadRecording(bundle.recording()).size() == 2; }));
     const auto calls = ReadRecording(bundle.recording());
-    EXPECT_EQ(calls[0].call, "InitLogger");
-    EXPECT_EQ(calls[0].first, bundle.log_folder() + "/qz3log");
-    EXPECT_EQ(calls[1].call, "GetLogger");
-    EXPECT_EQ(calls[1].number, 2);
-    EXPECT_EQ(calls[1].first, "launcher");
-    EXPECT_EQ(calls[1].second, row.expected);
+    EXPECT_EQ(calls[0].function, "InitLogger");
+    EXPECT_EQ(calls[0].location, bundle.log_folder() + "/qz3log");
+    EXPECT_EQ(calls[1].function, "GetLogger");
+    EXPECT_EQ(calls[1].reserved, 2);
+    EXPECT_EQ(calls[1].module, "launcher");
+    EXPECT_EQ(calls[1].level, row.expected);
   }
 }
 
@@ -83,9 +88,9 @@ TEST(LogCalls, QuoteNamesAsArgumentsNeverAsFormat) {
   ASSERT_TRUE(WaitUntil([&] { return !LoggedWith(bundle.recording(), name + " ").empty(); }));
   ASSERT_TRUE(WaitUntil([&] { return !LoggedWith(bundle.recording(), "program path of " + name).empty(); }));
   for (const RecordedCall& call : LoggedWith(bundle.recording(), "")) {
-    EXPECT_EQ(call.first.find("50"), std::string::npos) << call.first;
+    EXPECT_EQ(call.format.find("50"), std::string::npos) << call.format;
   }
-  EXPECT_EQ(LoggedWith(bundle.recording(), start)[0].first, "[LAUNCHER  ] Start to fork %s");
+  EXPECT_EQ(LoggedWith(bundle.recording(), start)[0].format, "[LAUNCHER  ] Start to fork %s");
 }
 
 // The last fields of a record, with its level: what the launcher has a say in.

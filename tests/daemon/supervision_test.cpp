@@ -28,7 +28,7 @@ static std::vector<RecordedCall> StartsOf(const Bundle& bundle, const std::strin
 static std::vector<RecordedCall> EndsOf(const Bundle& bundle, const std::string& name) {
   std::vector<RecordedCall> ends;
   for (const RecordedCall& call : LoggedWith(bundle.recording(), "[LAUNCHER  ] " + name + " ")) {
-    if (call.first == "[LAUNCHER  ] %s %d is killed. ret = %d, status = %d") ends.push_back(call);
+    if (call.format == "[LAUNCHER  ] %s %d is killed. ret = %d, status = %d") ends.push_back(call);
   }
   return ends;
 }
@@ -37,7 +37,7 @@ static std::vector<RecordedCall> EndsOf(const Bundle& bundle, const std::string&
 static int StatusOf(const RecordedCall& end) {
   static const std::regex form(R"(\[LAUNCHER  \] .* (\d+) is killed\. ret = \1, status = (\d+))");
   std::smatch match;
-  return std::regex_match(end.second, match, form) ? std::stoi(match[2].str()) : -1;
+  return std::regex_match(end.text, match, form) ? std::stoi(match[2].str()) : -1;
 }
 
 // The values of `key` in what report_self wrote.
@@ -66,8 +66,8 @@ TEST(Restarts, ComeAfterPausesOfOneToFourSeconds) {
     for (const std::string& name : names) {
       const RecordedCall start = StartsOf(bundle, name)[run];
       const RecordedCall end = EndsOf(bundle, name)[run - 1];
-      EXPECT_EQ(start.number, 1);
-      EXPECT_EQ(end.number, 8);
+      EXPECT_EQ(start.level, LOGLEVEL_DEBUG);
+      EXPECT_EQ(end.level, LOGLEVEL_ERROR);
       EXPECT_EQ(start.process, launcher.pid());
       shortest = std::min(shortest, start.milliseconds - end.milliseconds);
     }
@@ -135,7 +135,7 @@ TEST(IgnoredSigchld, MakesTheWaitFailAndTheLineSaysSo) {
   options.before_exec = [] { (void)signal(SIGCHLD, SIG_IGN); };
   LauncherProcess launcher(bundle, {"agent", bundle.WriteList(ListOf({ShellItem("a", "exit 3")}))}, options);
   ASSERT_TRUE(WaitUntil([&] { return CountLogged(bundle, "is killed") == 1; }));
-  const std::string line = LoggedWith(bundle.recording(), "is killed")[0].second;
+  const std::string line = LoggedWith(bundle.recording(), "is killed")[0].text;
   EXPECT_TRUE(std::regex_match(line, std::regex(R"(\[LAUNCHER  \] a \d+ is killed\. ret = -1, status = 0)"))) << line;
 }
 
@@ -277,7 +277,7 @@ TEST(EmptyProgram, IsLoggedInTheChildWhichEndsWithStatusZeroAndIsRestarted) {
     ASSERT_GE(ends.size(), 2U);
     ASSERT_GE(complaints.size(), 2U);
     EXPECT_NE(complaints[0].process, launcher.pid());
-    EXPECT_EQ(complaints[0].number, 8);
+    EXPECT_EQ(complaints[0].level, LOGLEVEL_ERROR);
     EXPECT_EQ(StatusOf(ends[0]), 0);
     EXPECT_EQ(StatusOf(ends[1]), 0);
     EXPECT_GE(StartsOf(bundle, "none")[2].milliseconds - ends[1].milliseconds, 1995);

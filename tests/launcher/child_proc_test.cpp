@@ -154,8 +154,8 @@ TEST_F(Supervisor, FailedForkIsLoggedAndNeverRetriedAndItsPidGoesToKillAsItIs) {
   EXPECT_EQ(g_forks, 1);
   EXPECT_EQ(CountLogged(""), 2U);
   EXPECT_EQ(CountLogged("[LAUNCHER  ] Failed to fork forkless"), 1U);
-  EXPECT_EQ(log.Records()[0].level, 1);
-  EXPECT_EQ(log.Records()[1].level, 8);
+  EXPECT_EQ(log.Records()[0].level, LOGLEVEL_DEBUG);
+  EXPECT_EQ(log.Records()[1].level, LOGLEVEL_ERROR);
   const std::vector<std::pair<pid_t, int>> expected = {{-1, SIGKILL}};
   EXPECT_EQ(Kills(), expected);
 }

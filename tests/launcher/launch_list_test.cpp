@@ -58,7 +58,7 @@ TEST(ReadData, LeavesTheTextAloneAndLogsWhenThereIsNothingToRead) {
     EXPECT_EQ(text, "before");
     ASSERT_EQ(log.Records().size(), 1U);
     EXPECT_EQ(log.Records()[0].text, row.expected);
-    EXPECT_EQ(log.Records()[0].level, 8);
+    EXPECT_EQ(log.Records()[0].level, LOGLEVEL_ERROR);
   }
 }
 

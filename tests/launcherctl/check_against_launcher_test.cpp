@@ -331,7 +331,7 @@ class Run {
     std::multiset<std::string> names;
     for (const RecordedCall& call : Logged(kStart)) {
       if (call.process != launcher->pid()) continue;
-      const std::string name = call.second.substr(call.second.find(kStart) + kStart.size());
+      const std::string name = call.text.substr(call.text.find(kStart) + kStart.size());
       if (names.count(name) < std::max<size_t>(expected.starts.count(name), 1)) names.insert(name);
     }
     return names;
@@ -372,7 +372,7 @@ class Run {
     const std::string before = "[LAUNCHER  ] " + name + " ";
     const std::string behind = ", status = " + status;
     for (const RecordedCall& call : Logged(" is killed. ret = ")) {
-      const std::string& text = call.second;
+      const std::string& text = call.text;
       if (call.process != launcher->pid() || text.substr(0, before.size()) != before) continue;
       // Behind the name is the process id: no other item's name begins with this one's and a blank.
       if (text.find(' ', before.size()) != text.find(" is killed. ret = ")) continue;
@@ -383,7 +383,7 @@ class Run {
 
   bool IsStartedByAnother(const std::string& name) const {
     for (const RecordedCall& call : Logged("Start to fork ")) {
-      if (call.process != launcher->pid() && call.second == "[LAUNCHER  ] Start to fork " + name) return true;
+      if (call.process != launcher->pid() && call.text == "[LAUNCHER  ] Start to fork " + name) return true;
     }
     return false;
   }

@@ -8,15 +8,24 @@
 #include <string>
 #include <vector>
 
+#include "liblogger/liblogger.h"
 #include "tests/support/files.h"
 
+// A call and its arguments, by the names that they have in the called function's header; those of other functions are
+// left as they are here.
 struct RecordedCall {
-  int64_t milliseconds;
-  pid_t process;
-  std::string call;
-  int number;          // LogV: the level. GetLogger: its first argument. syslog: the priority.
-  std::string first;   // LogV and syslog: the format. InitLogger: the location. GetLogger: the module.
-  std::string second;  // LogV: the formatted text. GetLogger: the level. syslog: "open" or "closed" standard streams.
+  int64_t milliseconds = 0;
+  pid_t process = 0;
+  std::string function;  // "LogV", "InitLogger", "GetLogger" or "syslog".
+
+  std::string format;                    // Of LogV and syslog.
+  std::string text;                      // Of LogV: the format with its arguments.
+  LOGLEVEL level = LOGLEVEL{};           // Of LogV and GetLogger.
+  std::string location;                  // Of InitLogger.
+  int reserved = 0;                      // Of GetLogger.
+  std::string module;                    // Of GetLogger.
+  int priority = 0;                      // Of syslog.
+  bool any_standard_stream_open = true;  // When syslog was called.
 };
 
 [[maybe_unused]] static std::vector<RecordedCall> ReadRecording(const std::string& path) {
@@ -31,8 +40,27 @@ struct RecordedCall {
       }
     }
     fields.resize(6);
-    calls.push_back(
-        {atoll(fields[0].c_str()), atoi(fields[1].c_str()), fields[2], atoi(fields[3].c_str()), fields[4], fields[5]});
+    const auto number = [&fields](size_t place) { return atoi(fields[place].c_str()); };
+    RecordedCall call;
+    call.milliseconds = atoll(fields[0].c_str());
+    call.process = number(1);
+    call.function = fields[2];
+    if (call.function == "LogV") {
+      call.level = static_cast<LOGLEVEL>(number(3));
+      call.format = fields[4];
+      call.text = fields[5];
+    } else if (call.function == "InitLogger") {
+      call.location = fields[3];
+    } else if (call.function == "GetLogger") {
+      call.reserved = number(3);
+      call.module = fields[4];
+      call.level = static_cast<LOGLEVEL>(number(5));
+    } else if (call.function == "syslog") {
+      call.priority = number(3);
+      call.format = fields[4];
+      call.any_standard_stream_open = number(5) != 0;
+    }
+    calls.push_back(call);
   }
   return calls;
 }
@@ -41,7 +69,7 @@ struct RecordedCall {
 [[maybe_unused]] static std::vector<RecordedCall> LoggedWith(const std::string& path, const std::string& part) {
   std::vector<RecordedCall> found;
   for (const RecordedCall& call : ReadRecording(path)) {
-    if (call.call == "LogV" && call.second.find(part) != std::string::npos) found.push_back(call);
+    if (call.function == "LogV" && call.text.find(part) != std::string::npos) found.push_back(call);
   }
   return found;
 }

@@ -3,13 +3,17 @@
 // recording_replaced_*.cpp says by what means.
 //
 // One line a call into the file that the environment variable RECORDING names, fields separated by tabs:
-//   milliseconds  process  call  number  text  text
+//   MILLISECONDS  PROCESS  LogV        LEVEL     FORMAT    TEXT
+//   MILLISECONDS  PROCESS  InitLogger  LOCATION
+//   MILLISECONDS  PROCESS  GetLogger   RESERVED  MODULE    LEVEL
+//   MILLISECONDS  PROCESS  syslog      PRIORITY  FORMAT    1 when any standard stream is open, else 0
 // RECORDING_FAILS makes InitLogger fail; RECORDING_FORK_DELAY_MS makes every fork that much slower, on the parent's
 // side before it and after it.
 
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdarg>
@@ -23,59 +27,60 @@
 #include "tests/support/recording_liblogger.h"
 
 // Like the real library it must serve forked children, so it uses no stdio stream and takes no lock.
-static void Record(const char* call, int number, const char* first, const char* second) {
+__attribute__((format(printf, 1, 2))) static void Record(const char* call, ...) {
   static const char* const path = getenv("RECORDING");
   if (path == nullptr) return;
   const int saved_errno = errno;
   timespec now = {};
   (void)clock_gettime(CLOCK_MONOTONIC, &now);
-  char line[4096];
-  const int length = snprintf(line, sizeof(line), "%lld\t%d\t%s\t%d\t%s\t%s\n",
-                              static_cast<long long>(now.tv_sec) * 1000 + now.tv_nsec / 1000000, getpid(), call, number,
-                              first, second);
+  char line[4096];  // Longer than any call that a test looks at.
+  size_t length = static_cast<size_t>(snprintf(
+      line, sizeof(line), "%lld\t%d\t", static_cast<long long>(now.tv_sec) * 1000 + now.tv_nsec / 1000000, getpid()));
+  va_list arguments;
+  va_start(arguments, call);
+  length += static_cast<size_t>(vsnprintf(line + length, sizeof(line) - length, call, arguments));
+  va_end(arguments);
+  length = std::min(length, sizeof(line) - 1);
+  line[length++] = '\n';
   // Moved out of the way of 0, 1 and 2, which the launcher has closed: a fork meanwhile must not hand it on.
   const int low = open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
   const int file = fcntl(low, F_DUPFD_CLOEXEC, 100);
   (void)close(low);
   if (file >= 0) {
-    (void)!write(file, line, static_cast<size_t>(length));
+    (void)!write(file, line, length);
     (void)close(file);
   }
   errno = saved_errno;
 }
 
-class RecordingLog final : public ILog {
+class WrittenLog final : public ILog {
  public:
   __attribute__((format(printf, 3, 0))) void LogV(LOGLEVEL level, const char* format, va_list arguments) override {
     char text[2048];
     (void)vsnprintf(text, sizeof(text), format, arguments);
-    Record("LogV", level, format, text);
+    Record("LogV\t%d\t%s\t%s", level, format, text);
   }
 };
 
 extern "C" {
 
 int InitLogger(const char* location) {
-  Record("InitLogger", 0, location, "");
+  Record("InitLogger\t%s", location);
   return getenv("RECORDING_FAILS") != nullptr ? EACCES : 0;
 }
 
 int GetLogger(int reserved, const char* module, LOGLEVEL level, ILog** log) {
-  char level_text[16];
-  (void)snprintf(level_text, sizeof(level_text), "%d", level);
-  Record("GetLogger", reserved, module, level_text);
-  *log = new RecordingLog;
+  Record("GetLogger\t%d\t%s\t%d", reserved, module, level);
+  *log = new WrittenLog;
   return 0;
 }
 
 }  // extern "C"
 
-static const char* StandardStreams() {
-  const bool any_is_open = fcntl(0, F_GETFD) != -1 || fcntl(1, F_GETFD) != -1 || fcntl(2, F_GETFD) != -1;
-  return any_is_open ? "open" : "closed";
+void RecordSyslog(int priority, const char* format) {
+  const bool any_stream_is_open = fcntl(0, F_GETFD) != -1 || fcntl(1, F_GETFD) != -1 || fcntl(2, F_GETFD) != -1;
+  Record("syslog\t%d\t%s\t%d", priority, format, any_stream_is_open ? 1 : 0);
 }
-
-void RecordSyslog(int priority, const char* format) { Record("syslog", priority, format, StandardStreams()); }
 
 pid_t SlowFork(pid_t (*system_fork)()) {
   static const char* const delay = getenv("RECORDING_FORK_DELAY_MS");

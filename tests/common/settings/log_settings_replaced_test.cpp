@@ -70,7 +70,7 @@ TEST_F(ReplacedReader, GivesTheSdkNameByItsBufferNotByItsCount) {
 
 TEST_F(ReplacedReader, IsAskedForTheLevelAfterTheSdkName) {
   Answer("DEBUG", 5);
-  EXPECT_EQ(GetLogLevel(), 1);
+  EXPECT_EQ(GetLogLevel(), LOGLEVEL_DEBUG);
   ASSERT_EQ(g_requests.size(), 2U);
   EXPECT_EQ(g_requests[0].section, "SDK");
   EXPECT_EQ(g_requests[1].section, "LOG");
@@ -89,22 +89,22 @@ TEST_F(ReplacedReader, IsAskedAgainAtEachCall) {
 }
 
 TEST_F(ReplacedReader, HasItsFailureLogged) {
-  EXPECT_EQ(GetLogLevel(), 8);
+  EXPECT_EQ(GetLogLevel(), LOGLEVEL_ERROR);
   const auto records = log.Records();
   ASSERT_EQ(records.size(), 1U);
-  EXPECT_EQ(records[0].level, 8);
+  EXPECT_EQ(records[0].level, LOGLEVEL_ERROR);
   EXPECT_EQ(records[0].format, "[SERVICE   ] Failed to get log level");
 }
 
 TEST_F(ReplacedReader, GivesTheLevelByItsBufferEvenWhenItFails) {
   Answer("WARNING", 0);
-  EXPECT_EQ(GetLogLevel(), 4);
+  EXPECT_EQ(GetLogLevel(), LOGLEVEL_WARNING);
   EXPECT_EQ(log.Records().size(), 1U);
 }
 
 TEST_F(ReplacedReader, MayFailWithoutALogger) {
   logger = nullptr;
-  EXPECT_EQ(GetLogLevel(), 8);
+  EXPECT_EQ(GetLogLevel(), LOGLEVEL_ERROR);
   EXPECT_TRUE(log.Records().empty());
 }
 

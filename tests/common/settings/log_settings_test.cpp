@@ -98,39 +98,40 @@ TEST(GetLogPath, CreatesNothing) {
 TEST(GetLogLevel, ReadsTheUsersSettings) {
   const struct {
     std::string content;
-    const char* expected;
+    LOGLEVEL expected;
   } rows[] = {
-      {"[LOG]\nLEVEL=DEBUG\n", "1"},
-      {"[LOG]\nLEVEL=MESSAGE\n", "2"},
-      {"[LOG]\nLEVEL=WARNING\n", "4"},
-      {"[LOG]\nLEVEL=ERROR\n", "8"},
-      {"[LOG]\nLEVEL=CRITICAL\n", "16"},
-      {"[LOG]\nLEVEL=VERBOSE\n", "17"},
-      {"[log]\r\nlevel=WARNING\r\n", "4"},
-      {"[LOG]\nLEVEL=debug\n", "8"},
-      {"[LOG]\nLEVEL = DEBUG\n", "8"},
-      {"[LOG]\nLEVEL= DEBUG\n", "8"},
-      {"[LOG]\nLEVEL=\"DEBUG\"\n", "8"},
-      {"[LOG]\nLEVEL=1\n", "8"},
-      {"[LOG]\nLEVEL=\n", "8"},
-      {"[LOG]\nLEVEL==DEBUG\n", "8"},
-      {"[LOG]\nLEVEL=DEBUG" + std::string(1100, 'x') + "\n", "8"},
-      {"[LOG]\nOTHER=DEBUG\n", "8"},
-      {"[SDK]\nLEVEL=DEBUG\n", "8"},
-      {"", "8"},
+      {"[LOG]\nLEVEL=DEBUG\n", LOGLEVEL_DEBUG},
+      {"[LOG]\nLEVEL=MESSAGE\n", LOGLEVEL_MESSAGE},
+      {"[LOG]\nLEVEL=WARNING\n", LOGLEVEL_WARNING},
+      {"[LOG]\nLEVEL=ERROR\n", LOGLEVEL_ERROR},
+      {"[LOG]\nLEVEL=CRITICAL\n", LOGLEVEL_CRITICAL},
+      {"[LOG]\nLEVEL=VERBOSE\n", LOGLEVEL_VERBOSE},
+      {"[log]\r\nlevel=WARNING\r\n", LOGLEVEL_WARNING},
+      {"[LOG]\nLEVEL=debug\n", LOGLEVEL_ERROR},
+      {"[LOG]\nLEVEL = DEBUG\n", LOGLEVEL_ERROR},
+      {"[LOG]\nLEVEL= DEBUG\n", LOGLEVEL_ERROR},
+      {"[LOG]\nLEVEL=\"DEBUG\"\n", LOGLEVEL_ERROR},
+      {"[LOG]\nLEVEL=1\n", LOGLEVEL_ERROR},
+      {"[LOG]\nLEVEL=\n", LOGLEVEL_ERROR},
+      {"[LOG]\nLEVEL==DEBUG\n", LOGLEVEL_ERROR},
+      {"[LOG]\nLEVEL=DEBUG" + std::string(1100, 'x') + "\n", LOGLEVEL_ERROR},
+      {"[LOG]\nOTHER=DEBUG\n", LOGLEVEL_ERROR},
+      {"[SDK]\nLEVEL=DEBUG\n", LOGLEVEL_ERROR},
+      {"", LOGLEVEL_ERROR},
   };
   const Installation installation;
   installation.WriteSdkSettings("[SDK]\nNAME=S\n");
   for (const auto& row : rows) {
     installation.WriteLogSettings("S", row.content);
-    EXPECT_EQ(installation.AnswersInMain().at("GetLogLevel"), row.expected) << "content: " << row.content;
+    EXPECT_EQ(installation.AnswersInMain().at("GetLogLevel"), std::to_string(row.expected))
+        << "content: " << row.content;
   }
 }
 
 TEST(GetLogLevel, IsErrorWithoutAFile) {
   const Installation installation;
   installation.WriteSdkSettings("[SDK]\nNAME=S\n");
-  EXPECT_EQ(installation.AnswersInMain().at("GetLogLevel"), "8");
+  EXPECT_EQ(installation.AnswersInMain().at("GetLogLevel"), std::to_string(LOGLEVEL_ERROR));
 }
 
 TEST(GetLogLevel, BelongsToTheSdkName) {
@@ -138,11 +139,11 @@ TEST(GetLogLevel, BelongsToTheSdkName) {
   installation.WriteLogSettings("", "[LOG]\nLEVEL=DEBUG\n");
   installation.WriteLogSettings("S", "[LOG]\nLEVEL=WARNING\n");
   installation.WriteLogSettings("T", "[LOG]\nLEVEL=CRITICAL\n");
-  EXPECT_EQ(installation.AnswersInMain().at("GetLogLevel"), "1");
+  EXPECT_EQ(installation.AnswersInMain().at("GetLogLevel"), std::to_string(LOGLEVEL_DEBUG));
   installation.WriteSdkSettings("[SDK]\nNAME=S\n");
-  EXPECT_EQ(installation.AnswersInMain().at("GetLogLevel"), "4");
+  EXPECT_EQ(installation.AnswersInMain().at("GetLogLevel"), std::to_string(LOGLEVEL_WARNING));
   installation.WriteSdkSettings("[SDK]\nNAME=T\n");
-  EXPECT_EQ(installation.AnswersInMain().at("GetLogLevel"), "16");
+  EXPECT_EQ(installation.AnswersInMain().at("GetLogLevel"), std::to_string(LOGLEVEL_CRITICAL));
 }
 
 // The log itself stays in the container: the extension may write there.
@@ -152,34 +153,34 @@ TEST(GetLogLevel, AloneLeadsOutOfTheExtensionsContainer) {
   installation.WriteLogSettings("S", "[LOG]\nLEVEL=WARNING\n");
   const std::string container = installation.MakeContainer();
   const auto answers = installation.AnswersInExtension(container);
-  EXPECT_EQ(answers.at("GetLogLevel"), "4");
+  EXPECT_EQ(answers.at("GetLogLevel"), std::to_string(LOGLEVEL_WARNING));
   EXPECT_EQ(answers.at("GetLogPath"), container + "/Library/Logs/S/qz3log");
 }
 
 TEST(StringToLogLevel, KnowsSixNamesExactly) {
   const struct {
     std::string name;
-    int expected;
+    LOGLEVEL expected;
   } rows[] = {
-      {"DEBUG", 1},
-      {"MESSAGE", 2},
-      {"WARNING", 4},
-      {"ERROR", 8},
-      {"CRITICAL", 16},
-      {"VERBOSE", 17},
-      {"", 8},
-      {"debug", 8},
-      {"Warning", 8},
-      {" DEBUG", 8},
-      {"DEBUG ", 8},
-      {"DEBUGS", 8},
-      {"VERBOS", 8},
-      {"verbose", 8},
-      {"1", 8},
-      {"INFO", 8},
-      {"DEBUG\n", 8},
-      {std::string("DEBUG\0", 6), 8},
-      {std::string("VERBOSE\0x", 9), 8},
+      {"DEBUG", LOGLEVEL_DEBUG},
+      {"MESSAGE", LOGLEVEL_MESSAGE},
+      {"WARNING", LOGLEVEL_WARNING},
+      {"ERROR", LOGLEVEL_ERROR},
+      {"CRITICAL", LOGLEVEL_CRITICAL},
+      {"VERBOSE", LOGLEVEL_VERBOSE},
+      {"", LOGLEVEL_ERROR},
+      {"debug", LOGLEVEL_ERROR},
+      {"Warning", LOGLEVEL_ERROR},
+      {" DEBUG", LOGLEVEL_ERROR},
+      {"DEBUG ", LOGLEVEL_ERROR},
+      {"DEBUGS", LOGLEVEL_ERROR},
+      {"VERBOS", LOGLEVEL_ERROR},
+      {"verbose", LOGLEVEL_ERROR},
+      {"1", LOGLEVEL_ERROR},
+      {"INFO", LOGLEVEL_ERROR},
+      {"DEBUG\n", LOGLEVEL_ERROR},
+      {std::string("DEBUG\0", 6), LOGLEVEL_ERROR},
+      {std::string("VERBOSE\0x", 9), LOGLEVEL_ERROR},
   };
   for (const auto& row : rows) EXPECT_EQ(StringToLogLevel(row.name), row.expected) << "name: " << row.name;
 }
