@@ -82,9 +82,7 @@ TEST(ExitStatus, IsZeroForAListThatCannotBeParsedOrWalked) {
 
 TEST(ExitStatus, IsZeroForABadItemAndTheChildrenStartedBeforeItAreKilled) {
   const Bundle bundle(Bundle::Logger::kRecording);
-  const std::string list = R"({"0": {"name": "early", "program": "/bin/sleep", "argc": 1, "args": {"0": "100000"}},
-                               "1": 7})";
-  LauncherProcess launcher(bundle, bundle.WriteList(list));
+  LauncherProcess launcher(bundle, bundle.WriteList(ListOf({SleepingItem("early"), JsonObject("7")})));
   EXPECT_EQ(launcher.ExitStatus(), 0);
   EXPECT_EQ(LoggedWith(bundle.recording(), kParseFailure).size(), 1U);
   const auto ends = LoggedWith(bundle.recording(), "early");
@@ -95,10 +93,8 @@ TEST(ExitStatus, IsZeroForABadItemAndTheChildrenStartedBeforeItAreKilled) {
 
 TEST(ExitStatus, StaysZeroWhenSigtermComesWhileTheChildrenAreBeingKilledAtExit) {
   const Bundle bundle(Bundle::Logger::kRecording);
-  const std::string list = R"({"0": {"name": "a", "program": "/bin/sleep", "argc": 1, "args": {"0": "100000"}},
-                               "1": {"name": "b", "program": "/bin/sleep", "argc": 1, "args": {"0": "100000"}},
-                               "2": 7})";
-  LauncherProcess launcher(bundle, bundle.WriteList(list));
+  const std::string list = bundle.WriteList(ListOf({SleepingItem("a"), SleepingItem("b"), JsonObject("7")}));
+  LauncherProcess launcher(bundle, list);
   // One has been killed, and exit waits for its pause.
   ASSERT_TRUE(WaitUntil([&] { return LoggedWith(bundle.recording(), "status = 9").size() == 1; }));
   for (int i = 0; i < 10; ++i) {
@@ -156,8 +152,7 @@ TEST(ExitStatus, IsOneAfterSigtermWithAListThatStartsNothing) {
 // thread sanitizer does not survive.
 TEST(Exit, IsNotGoneOnWithByAForkedChild) {
   const Bundle bundle(Bundle::Logger::kRecording);
-  LauncherProcess launcher(bundle, bundle.WriteList(R"({"0": {"name": "a", "program": ""},
-      "1": {"name": "b", "program": ""}, "2": true})"));
+  LauncherProcess launcher(bundle, bundle.WriteList(ListOf({Item("a", ""), Item("b", ""), JsonObject("true")})));
   EXPECT_EQ(launcher.ExitStatus(), 0);
   EXPECT_EQ(CountLogged(bundle, "Start to fork"), 3U);
   EXPECT_TRUE(WaitUntil([&] { return launcher.NobodyLeft(); }));

@@ -15,6 +15,11 @@
 
 static constexpr const char* kParseFailure = "[LAUNCHER  ] Error while parsing saved json string.";
 
+// A list of one item, with members as they are to stand in the file.
+static std::string ListOfAShellWith(const std::string& members) {
+  return R"({"0": {"name": "a", "program": "/bin/sh", )" + members + "}}";
+}
+
 TEST(LaunchList, HoldsCommentsAndIsFollowedByAnything) {
   const Bundle bundle(Bundle::Logger::kRecording);
   const std::string list = R"(// A list.
@@ -53,9 +58,8 @@ TEST(OtherTypes, OfArgcCountWhatTheyCanBeReadAs) {
   const std::pair<const char*, int> rows[] = {{"2.9", 5 << 8}, {"null", 0}, {"false", 0}};
   for (const auto& [argc, status] : rows) {
     const Bundle bundle(Bundle::Logger::kRecording);
-    LauncherProcess launcher(bundle, bundle.WriteList(std::string(R"({"0": {"name": "a", "program": "/bin/sh",
-        "run_once": true, "args": {"0": "-c", "1": "exit 5"}, "argc": )") +
-                                                      argc + "}}"));
+    const std::string members = std::string(R"("run_once": true, "args": {"0": "-c", "1": "exit 5"}, "argc": )") + argc;
+    LauncherProcess launcher(bundle, bundle.WriteList(ListOfAShellWith(members)));
     const std::string end = "status = " + std::to_string(status);
     ASSERT_TRUE(WaitUntil([&] { return CountLogged(bundle, "is killed") == 1; })) << argc;
     EXPECT_EQ(CountLogged(bundle, end), 1U) << argc;
@@ -67,8 +71,7 @@ TEST(OtherTypes, OfArgcAndArgsThatCannotBeReadEndTheChildAlone) {
        {R"("argc": "2")", R"("argc": [])", R"("argc": {})", R"("argc": 1e30)", R"("argc": 1, "args": "x")",
         R"("argc": 1, "args": 7)", R"("argc": 1, "args": {"0": {}})", R"("argc": 1, "args": {"0": []})"}) {
     const Bundle bundle(Bundle::Logger::kRecording);
-    LauncherProcess launcher(
-        bundle, bundle.WriteList(std::string(R"({"0": {"name": "a", "program": "/bin/sh", )") + members + "}}"));
+    LauncherProcess launcher(bundle, bundle.WriteList(ListOfAShellWith(members)));
     ASSERT_TRUE(WaitUntil([&] { return CountLogged(bundle, "is killed") == 1; })) << members;
     // On SIGABRT, with a core dump or without.
     EXPECT_TRUE(CountLogged(bundle, "status = 6") + CountLogged(bundle, "status = 134") == 1) << members;
@@ -78,8 +81,7 @@ TEST(OtherTypes, OfArgcAndArgsThatCannotBeReadEndTheChildAlone) {
 
 TEST(OtherTypes, OfArgsDoNotMatterWithoutArgumentsToPass) {
   const Bundle bundle(Bundle::Logger::kRecording);
-  LauncherProcess launcher(
-      bundle, bundle.WriteList(R"({"0": {"name": "a", "program": "/bin/sh", "run_once": true, "args": ["x"]}})"));
+  LauncherProcess launcher(bundle, bundle.WriteList(ListOfAShellWith(R"("run_once": true, "args": ["x"])")));
   ASSERT_TRUE(WaitUntil([&] { return CountLogged(bundle, "is killed") == 1; }));
   EXPECT_EQ(CountLogged(bundle, "status = 0"), 1U);
 }
@@ -88,9 +90,9 @@ TEST(OtherTypes, OfRunOnceCountAsTheirTruth) {
   const std::pair<const char*, bool> rows[] = {{"1", true}, {"0.5", true}, {"0", false}, {"null", false}};
   for (const auto& [value, once] : rows) {
     const Bundle bundle(Bundle::Logger::kRecording);
-    LauncherProcess launcher(
-        bundle, bundle.WriteList(std::string(R"({"0": {"name": "a", "program": "/bin/sh", "run_once": )") + value +
-                                 R"(}, "1": {"name": "clock", "program": "/bin/sh"}})"));
+    JsonObject item = Item("a", "/bin/sh");
+    item.Insert("run_once", JsonObject(value));
+    LauncherProcess launcher(bundle, bundle.WriteList(ListOf({item, Item("clock", "/bin/sh")})));
     // By the other's third start, at 3 seconds, a second one of this is long due.
     ASSERT_TRUE(WaitUntil([&] { return CountLogged(bundle, "Start to fork clock") == 3; })) << value;
     EXPECT_EQ(CountLogged(bundle, "Start to fork a") == 1, once) << value;

@@ -129,9 +129,7 @@ TEST(LogFile, ShowsEndsAtTheDefaultLevelAndStartsToo) {
 // Supervisors that are left at exit are destroyed after everything else, and their threads still log.
 TEST(LogFile, ShowsTheEndsOfChildrenThatAreKilledWhileTheProcessExits) {
   const Bundle bundle;
-  const std::string list = R"({"0": {"name": "early", "program": "/bin/sleep", "argc": 1, "args": {"0": "100000"}},
-                               "1": 7})";
-  LauncherProcess launcher(bundle, bundle.WriteList(list));
+  LauncherProcess launcher(bundle, bundle.WriteList(ListOf({SleepingItem("early"), JsonObject("7")})));
   EXPECT_EQ(launcher.ExitStatus(), 0);
   const auto records = RealRecords(bundle);
   ASSERT_EQ(records.size(), 2U);

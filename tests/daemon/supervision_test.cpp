@@ -189,10 +189,9 @@ TEST(Program, GetsAHundredThousandArgumentsWhateverTheStack) {
       stack.rlim_cur = std::min(stack_bytes, stack.rlim_max);
       (void)setrlimit(RLIMIT_STACK, &stack);
     };
-    const std::string list =
-        bundle.WriteList(R"({"0": {"name": "r", "program": ")" REPORT_PROGRAM R"(", "argc": 100000, "args": {"0": ")" +
-                         report + R"("}}})");
-    LauncherProcess launcher(bundle, {"agent", list}, options);
+    JsonObject item = Item("r", REPORT_PROGRAM, {report});
+    item.Insert("argc", JsonObject("100000"));
+    LauncherProcess launcher(bundle, {"agent", bundle.WriteList(ListOf({item}))}, options);
     ASSERT_TRUE(WaitUntil([&] { return std::filesystem::exists(report); })) << stack_bytes;
     EXPECT_EQ(Reported(report, "count"), std::vector<std::string>{"100001"}) << stack_bytes;
   }
@@ -200,8 +199,9 @@ TEST(Program, GetsAHundredThousandArgumentsWhateverTheStack) {
 
 TEST(Program, IsNotStartedWithMoreArgumentsThanAnySystemPasses) {
   const Bundle bundle(Bundle::Logger::kRecording);
-  LauncherProcess launcher(bundle, bundle.WriteList(R"({"0": {"name": "r", "program": "/bin/true", "run_once": true,
-                                                    "argc": 2147483647}})"));
+  JsonObject item = RunOnce(Item("r", "/bin/true"));
+  item.Insert("argc", JsonObject("2147483647"));
+  LauncherProcess launcher(bundle, bundle.WriteList(ListOf({item})));
   // A failed start: the child pauses and ends, "run_once" being its last word.
   ASSERT_TRUE(WaitUntil([&] { return EndsOf(bundle, "r").size() == 1; }));
   EXPECT_EQ(StatusOf(EndsOf(bundle, "r")[0]), 0);
@@ -264,13 +264,12 @@ TEST(Program, EndsOnSigterm) {
 
 // The forked child's end: harmless to the siblings and to the launcher, whether `main` waits already or not.
 TEST(EmptyProgram, IsLoggedInTheChildWhichEndsWithStatusZeroAndIsRestarted) {
-  for (const char* program : {R"("program": "",)", ""}) {
+  JsonObject without_program = Item("none", "");
+  (void)without_program.Remove("program");
+  for (const JsonObject& none : {Item("none", ""), without_program}) {
     const Bundle bundle(Bundle::Logger::kRecording);
     const std::string report = bundle.PathOf("report");
-    const std::string list = std::string(R"({"0": {"name": "sibling", "program": ")") + REPORT_PROGRAM +
-                             R"(", "argc": 1, "args": {"0": ")" + report + R"("}}, "1": {)" + program +
-                             R"("name": "none"}})";
-    LauncherProcess launcher(bundle, bundle.WriteList(list));
+    LauncherProcess launcher(bundle, bundle.WriteList(ListOf({Item("sibling", REPORT_PROGRAM, {report}), none})));
     ASSERT_TRUE(WaitUntil([&] { return StartsOf(bundle, "none").size() == 3; }));
     const auto complaints = LoggedWith(bundle.recording(), "[LAUNCHER  ] program path of none is empty");
     const auto ends = EndsOf(bundle, "none");
@@ -330,7 +329,9 @@ TEST(FailedExec, TriesAgainInTheSecondSupervisor) {
 
 TEST(BadItem, WithAProgramThatIsAnObjectEndsTheWholeLauncher) {
   const Bundle bundle(Bundle::Logger::kRecording);
-  LauncherProcess launcher(bundle, bundle.WriteList(R"({"0": {"name": "a", "program": {}}})"));
+  JsonObject item = Item("a", "");
+  item.Insert("program", JsonObject::GetEmptyObject());
+  LauncherProcess launcher(bundle, bundle.WriteList(ListOf({item})));
   const std::optional<int> status = launcher.WaitStatus();
   ASSERT_TRUE(status);
   EXPECT_EQ(*status & 0x7F, SIGABRT);
@@ -350,8 +351,9 @@ TEST(BadItem, WithARunOnceThatIsATextEndsTheWholeLauncherAfterTheFirstEnd) {
 
 TEST(BadItem, WithArgumentsInAnArrayEndsOnlyTheChild) {
   const Bundle bundle(Bundle::Logger::kRecording);
-  LauncherProcess launcher(bundle, bundle.WriteList(R"({"0": {"name": "a", "program": "/bin/true", "argc": 1,
-                                                    "args": ["x"]}})"));
+  JsonObject item = Item("a", "/bin/true", {"x"});
+  item.Insert("args", JsonObject(R"(["x"])"));
+  LauncherProcess launcher(bundle, bundle.WriteList(ListOf({item})));
   ASSERT_TRUE(WaitUntil([&] { return EndsOf(bundle, "a").size() == 2; }));
   EXPECT_EQ(StatusOf(EndsOf(bundle, "a")[0]) & 0x7F, SIGABRT);
   EXPECT_TRUE(launcher.IsRunning());
@@ -370,8 +372,9 @@ TEST(Enumeration, EndsAtTheFirstMissingNumber) {
 
 TEST(Enumeration, SkipsAnItemWithoutNameAndGoesOn) {
   const Bundle bundle(Bundle::Logger::kRecording);
-  LauncherProcess launcher(bundle, bundle.WriteList(R"({"0": {"program": "/bin/true"},
-      "1": {"name": "one", "program": "/bin/sleep", "argc": 1, "args": {"0": "100000"}}})"));
+  JsonObject nameless = Item("", "/bin/true");
+  (void)nameless.Remove("name");
+  LauncherProcess launcher(bundle, bundle.WriteList(ListOf({nameless, SleepingItem("one")})));
   ASSERT_TRUE(WaitUntil([&] { return StartsOf(bundle, "one").size() == 1; }));
   EXPECT_EQ(LoggedWith(bundle.recording(), "[LAUNCHER  ] There is an item has no name.").size(), 1U);
   EXPECT_EQ(LoggedWith(bundle.recording(), "Start to fork").size(), 1U);

@@ -8,24 +8,20 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <string>
+
+#include "tests/support/files.h"
+#include "tests/support/wait_until.h"
 
 static void BecomeUser(const char* user) {
   constexpr rlimit kThreeTasks = {3, 3};
   const auto id = static_cast<uid_t>(atoi(user));
   (void)setsid();
   if (setrlimit(RLIMIT_NPROC, &kThreeTasks) != 0 || setgid(id) != 0 || setuid(id) != 0) _exit(126);
-}
-
-static bool FileContains(const char* path, const char* text) {
-  std::ifstream file(path);
-  const std::string content{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-  return content.find(text) != std::string::npos;
 }
 
 int main(int argc, char** argv) {
@@ -53,13 +49,13 @@ int main(int argc, char** argv) {
     (void)execl(launcher_path, launcher_path, "agent", list, nullptr);
     _exit(127);
   }
-  for (int tries = 0; tries < 2000 && !FileContains(recording, "Failed to fork"); ++tries) usleep(10000);
+  (void)WaitUntil([&] { return ReadFile(recording).find("Failed to fork") != std::string::npos; });
   usleep(300000);
   (void)kill(launcher, SIGTERM);
   int launcher_status = 0;
   (void)waitpid(launcher, &launcher_status, 0);
   int bystander_status = 0;
-  for (int tries = 0; tries < 200 && waitpid(bystander, &bystander_status, WNOHANG) == 0; ++tries) usleep(10000);
+  (void)WaitUntil([&] { return waitpid(bystander, &bystander_status, WNOHANG) != 0; }, std::chrono::seconds(2));
   printf("launcher=%d bystander=%d\n", launcher_status, bystander_status);
   return 0;
 }

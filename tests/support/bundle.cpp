@@ -12,13 +12,12 @@
 
 namespace fs = std::filesystem;
 
-// Holds a lock, shared with other running tests, as long as the test program runs. The last one to end removes what the
-// bundles' folders stood in, as far as it is empty: nobody can be about to use it then.
+// Holds a lock on the home folder, shared with other running tests, as long as the test program runs. The last one to
+// end removes what the bundles' folders stood in, as far as it is empty: nobody can be about to use it then.
 class SharedHomeFolders {
  public:
   SharedHomeFolders() {
-    const auto path = fs::temp_directory_path() / ("pellux-tests-home-" + std::to_string(getuid()));
-    lock = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    lock = open(GetHomePath().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     (void)flock(lock, LOCK_SH);
   }
   ~SharedHomeFolders() {

@@ -2,9 +2,9 @@
 #pragma once
 
 #include <filesystem>
-#include <fstream>
 #include <string>
 
+#include "tests/support/files.h"
 #include "tests/support/temp_folder.h"
 
 // A new, empty folder for temporary files, removed with everything in it when the object goes.
@@ -29,11 +29,7 @@ class FileTree {
   std::string WriteFile(const std::string& name, const std::string& bytes) const {
     const std::string file_path = PathOf(name);
     std::filesystem::create_directories(std::filesystem::path(file_path).parent_path());
-    std::ofstream file;
-    file.exceptions(std::ios::failbit | std::ios::badbit);
-    file.open(file_path, std::ios::binary);
-    file << bytes;
-    file.close();
+    ::WriteFile(file_path, bytes);
     return file_path;
   }
 

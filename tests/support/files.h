@@ -6,8 +6,13 @@
 #include <string>
 #include <vector>
 
+// Replaces what the file held. Throws when it can't be written.
 [[maybe_unused]] static void WriteFile(const std::string& path, const std::string& bytes) {
-  std::ofstream(path, std::ios::binary) << bytes;
+  std::ofstream file;
+  file.exceptions(std::ios::failbit | std::ios::badbit);
+  file.open(path, std::ios::binary);
+  file << bytes;
+  file.close();
 }
 
 // Empty when the file does not exist.

@@ -1,8 +1,6 @@
 #include "common/json/json_object.h"
 
 #include <gtest/gtest.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include <climits>
 #include <cstdint>
@@ -14,6 +12,8 @@
 #include <type_traits>
 #include <utility>
 #include <vector>
+
+#include "tests/support/page_end.h"
 
 // The number that an action throws as a bare AERROR, or nothing.
 static std::optional<int> ErrorOf(const std::function<void()>& action) {
@@ -42,29 +42,6 @@ static JsonObject Parsed(const std::string& text) {
 static std::string Nested(int levels) {
   return std::string(static_cast<size_t>(levels), '[') + std::string(static_cast<size_t>(levels), ']');
 }
-
-// The object behind a pointer that lies at the end of a page, with a page behind it that can't be read.
-class PageEnd {
- public:
-  PageEnd() : page_bytes(static_cast<size_t>(sysconf(_SC_PAGESIZE))) {
-    void* const mapped = mmap(nullptr, 2 * page_bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (mapped == MAP_FAILED) throw std::runtime_error("mmap() failed");
-    pages = static_cast<char*>(mapped);
-    if (mprotect(pages + page_bytes, page_bytes, PROT_NONE) != 0) throw std::runtime_error("mprotect() failed");
-  }
-  ~PageEnd() { (void)munmap(pages, 2 * page_bytes); }
-  PageEnd(const PageEnd&) = delete;
-  PageEnd& operator=(const PageEnd&) = delete;
-
-  // Places the bytes so that the last one is the last that can be read.
-  const char* Place(const std::string& bytes) {
-    return static_cast<const char*>(memcpy(pages + page_bytes - bytes.size(), bytes.data(), bytes.size()));
-  }
-
- private:
-  const size_t page_bytes;
-  char* pages = nullptr;
-};
 
 // --- Layout
 

@@ -1,19 +1,17 @@
 #include "common/strings/wildcard.h"
 
 #include <gtest/gtest.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include <cctype>
 #include <clocale>
 #include <cstdlib>
-#include <cstring>
 #include <cwctype>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "tests/common/strings/models/wildcard.h"
+#include "tests/support/page_end.h"
 #include "tests/support/sanitized.h"
 #include "tests/support/temp_folder.h"
 #include "tests/support/texts.h"
@@ -245,37 +243,18 @@ TEST(IsNameInExpression, TakesNoByteAboveAsciiForTheUpperCaseOfALetterInIt) {
   EXPECT_EQ(IsNameInExpressionA("I", "i", true), toupper('I') == toupper(i));
 }
 
-// Returns the end of a page that may be written; the page behind it may not even be read. Both stay until the test
-// program ends. Null when the system refuses.
-static char* EndOfAGuardedPage() {
-  const auto page_bytes = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-  void* pages = mmap(nullptr, 2 * page_bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANON, -1, 0);
-  if (pages == MAP_FAILED) return nullptr;
-  char* end = static_cast<char*>(pages) + page_bytes;
-  return mprotect(end, page_bytes, PROT_NONE) == 0 ? end : nullptr;
-}
-
-// Copies the text so that its terminator is the last thing before `end`, and returns the copy.
-template <typename Char>
-static const Char* PutBefore(char* end, const std::basic_string<Char>& text) {
-  const size_t bytes = (text.size() + 1) * sizeof(Char);
-  void* place = end - bytes;
-  memcpy(place, text.c_str(), bytes);
-  return static_cast<const Char*>(place);
-}
-
 TEST(IsNameInExpression, ReadsNothingBehindTheTerminators) {
-  char* const expression_end = EndOfAGuardedPage();
-  char* const name_end = EndOfAGuardedPage();
-  ASSERT_TRUE(expression_end != nullptr && name_end != nullptr);
+  PageEnd expression_page;
+  PageEnd name_page;
   std::vector<std::string> names;
   ForEachText("a.", 3, [&names](const std::string& name) { names.push_back(name); });
   ForEachText("aA.*?<>\"", 4, [&](const std::string& expression) {
     for (const std::string& name : names) {
       for (const bool ignore_case : {false, true}) {
-        (void)IsNameInExpressionA(PutBefore(expression_end, expression), PutBefore(name_end, name), ignore_case);
-        (void)IsNameInExpression(PutBefore(expression_end, Widen(expression)), PutBefore(name_end, Widen(name)),
-                                 ignore_case);
+        (void)IsNameInExpressionA(expression_page.PlaceTerminated(expression), name_page.PlaceTerminated(name),
+                                  ignore_case);
+        (void)IsNameInExpression(expression_page.PlaceTerminated(Widen(expression)),
+                                 name_page.PlaceTerminated(Widen(name)), ignore_case);
       }
     }
   });
