@@ -22,7 +22,7 @@ TEST(FailedFork, IsLoggedAndTheStopSignalsEveryProcessOfTheUser) {
   }
   const Bundle bundle(Bundle::Logger::kRecording);
   ASSERT_EQ(chmod(bundle.PathOf("").c_str(), 0777), 0);
-  const std::string list = bundle.WriteList(ListOf({SleepingItem("forkless")}));
+  const std::string list = bundle.WriteList(ListWithEndMark({SleepingItem("forkless")}));
   const std::string unused_user = std::to_string(300000 + getpid());
   // The leak check needs a thread, which this user can't have.
   const std::string environment =

@@ -49,7 +49,8 @@ static std::vector<std::string> Reported(const std::string& path, const std::str
   return values;
 }
 
-// A busy machine only ever adds to a pause, so of several programs side by side the shortest pause tells.
+// A busy machine only ever adds to a pause, so of several programs side by side the shortest pause tells. Pauses that
+// double would be twice as long by the fourth.
 TEST(Restarts, ComeAfterPausesOfOneToFourSeconds) {
   const Bundle bundle(Bundle::Logger::kRecording);
   const std::vector<std::string> names = {"crash0", "crash1", "crash2", "crash3", "crash4"};
@@ -72,7 +73,7 @@ TEST(Restarts, ComeAfterPausesOfOneToFourSeconds) {
       shortest = std::min(shortest, start.milliseconds - end.milliseconds);
     }
     EXPECT_GE(shortest, static_cast<int64_t>(run) * 1000 - 5) << "after run " << run;
-    EXPECT_LT(shortest, static_cast<int64_t>(run) * 1000 + 900) << "after run " << run;
+    EXPECT_LT(shortest, static_cast<int64_t>(run) * 2000) << "after run " << run;
 
     earliest_since_first += static_cast<int64_t>(run) * 1000;
     int64_t since_first = std::numeric_limits<int64_t>::max();
@@ -81,7 +82,7 @@ TEST(Restarts, ComeAfterPausesOfOneToFourSeconds) {
       since_first = std::min(since_first, starts[run].milliseconds - starts[0].milliseconds);
     }
     EXPECT_GE(since_first, earliest_since_first - 5) << "start " << run + 1;
-    EXPECT_LT(since_first, earliest_since_first + 900 * static_cast<int64_t>(run)) << "start " << run + 1;
+    EXPECT_LT(since_first, earliest_since_first * 2) << "start " << run + 1;
   }
 }
 

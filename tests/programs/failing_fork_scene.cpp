@@ -15,6 +15,7 @@
 #include <string>
 
 #include "tests/support/files.h"
+#include "tests/support/test_process.h"
 #include "tests/support/wait_until.h"
 
 static void BecomeUser(const char* user) {
@@ -49,13 +50,17 @@ int main(int argc, char** argv) {
     (void)execl(launcher_path, launcher_path, "agent", list, nullptr);
     _exit(127);
   }
-  (void)WaitUntil([&] { return ReadFile(recording).find("Failed to fork") != std::string::npos; });
-  usleep(300000);
+  // The list has an end mark: from its line on, `main` does nothing but begin to wait.
+  const auto is_logged = [&] {
+    return ReadFile(recording).find("Failed to fork") != std::string::npos &&
+           ReadFile(recording).find("has no name") != std::string::npos;
+  };
+  if (!WaitUntil(is_logged) || !WaitUntil([&] { return MainThreadKeepsWaiting(launcher); })) return 2;
   (void)kill(launcher, SIGTERM);
   int launcher_status = 0;
   (void)waitpid(launcher, &launcher_status, 0);
   int bystander_status = 0;
-  (void)WaitUntil([&] { return waitpid(bystander, &bystander_status, WNOHANG) != 0; }, std::chrono::seconds(2));
+  (void)WaitUntil([&] { return waitpid(bystander, &bystander_status, WNOHANG) != 0; }, std::chrono::seconds(10));
   printf("launcher=%d bystander=%d\n", launcher_status, bystander_status);
   return 0;
 }

@@ -90,15 +90,6 @@ bool LauncherProcess::IsRunning() {
 
 void LauncherProcess::Signal(int number) const { ASSERT_EQ(kill(id, number), 0); }
 
-// Once could be a lock that is held for a moment.
-static bool MainThreadKeepsWaiting(pid_t process) {
-  for (int times = 0; times < 20; ++times) {
-    if (!MainThreadWaits(process)) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  return true;
-}
-
 void LauncherProcess::WaitUntilItWaits() const {
   EXPECT_TRUE(WaitUntil([&] {
     for (const RecordedCall& call : LoggedWith(recording, "has no name")) {

@@ -3,6 +3,9 @@
 
 #include <sys/types.h>
 
+#include <chrono>
+#include <thread>
+
 // Makes the test program the new parent of what its launchers leave behind, where the platform allows that, so that a
 // test can reap it whatever the machine's init process does.
 void AdoptOrphans();
@@ -20,3 +23,12 @@ bool ThreadsCountAsProcesses();
 
 // Returns whether the main thread of `process` is waiting for another thread to wake it, as far as the platform tells.
 bool MainThreadWaits(pid_t process);
+
+// Returns whether it is at each of several looks: once could be a lock that is held for a moment.
+inline bool MainThreadKeepsWaiting(pid_t process) {
+  for (int times = 0; times < 20; ++times) {
+    if (!MainThreadWaits(process)) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return true;
+}
