@@ -193,7 +193,8 @@ class Check(unittest.TestCase):
         self.assertNotIn("--all", shown)
 
     def test_reader_that_has_gone_is_no_error(self):
-        self.write(json.dumps({str(i): {"name": f"n{i}"} for i in range(5000)}))
+        # More than a pipe holds, by far.
+        self.write(json.dumps({str(i): {"name": f"n{i}"} for i in range(1000)}, indent=1))
         ctl = str(self.stage.app / "Contents/MacOS/launcherctl")
         options = self.stage.options()
         with subprocess.Popen([ctl, "check", str(self.stage.list)], stdout=subprocess.PIPE, stderr=subprocess.PIPE,

@@ -104,14 +104,14 @@ TEST_F(CheckProgramFile, LooksIntoTheFileAndAgreesWithTheSystem) {
 }
 
 TEST_F(CheckProgramFile, TellsProgramsForOtherProcessorsAndSystems) {
-  const std::string own = ReadFile("/proc/self/exe");
-  if (own.empty()) GTEST_SKIP() << "Only where programs are ELF files that can be read there.";
-  const auto changed = [&own](size_t offset, char byte) {
-    std::string other = own;
+  const std::string program = ReadFile("/bin/sh");
+  if (program.substr(0, 4) != "\177ELF") GTEST_SKIP() << "Only where programs are ELF files.";
+  const auto changed = [&program](size_t offset, char byte) {
+    std::string other = program;
     other[offset] = byte;
     return other;
   };
-  const size_t loader = own.find("/ld-");  // In the name of the program that is to load this one.
+  const size_t loader = program.find("/ld-");  // In the name of the program that is to load this one.
   ASSERT_NE(loader, std::string::npos);
   const struct {
     const char* what;
@@ -130,5 +130,5 @@ TEST_F(CheckProgramFile, TellsProgramsForOtherProcessorsAndSystems) {
     EXPECT_NE(problem.message.find(row.part), std::string::npos) << row.what << ": " << problem.message;
     EXPECT_FALSE(SystemExecutes(path)) << row.what;
   }
-  EXPECT_EQ(CheckProgram(Program(own)).code, "");
+  EXPECT_EQ(CheckProgram(Program(program)).code, "");
 }

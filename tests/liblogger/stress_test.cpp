@@ -82,7 +82,7 @@ static void HoldLocksNowAndThen(const std::atomic<bool>& stop, const std::string
 
 TEST(Stress, KeepsEveryRecordOfThreadsAndForkedChildren) {
   constexpr int kThreads = 64;
-  constexpr int kRecords = 10000 / kStressDivisor;
+  constexpr int kRecords = kSanitized ? 400 : 2500;
   constexpr int kForkers = 4;
   constexpr int kChildren = 100 / kStressDivisor;
   constexpr int kRecordsOfAChild = 5;

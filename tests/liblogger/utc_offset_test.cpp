@@ -4,6 +4,7 @@
 #include <stdlib.h>
 
 #include <filesystem>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -60,21 +61,22 @@ TEST(UtcOffsets, AgreesWithTheSystemInTheMachinesZone) {
 
 TEST(UtcOffsets, AgreesWithTheSystemInEveryZoneOfTheWorld) {
   if (!HasZones()) GTEST_SKIP() << "no time zone files in " << kZoneFolder;
-  size_t zones = 0;
+  std::set<std::string> zones;  // What is in their files: many a zone has several names.
   for (const auto& entry : std::filesystem::recursive_directory_iterator(kZoneFolder)) {
     const std::string zone = entry.path().lexically_relative(kZoneFolder).string();
-    if (!entry.is_regular_file() || ReadFile(entry.path()).substr(0, 4) != "TZif" || zone.find("right/") == 0) continue;
+    if (!entry.is_regular_file() || zone.find("right/") == 0) continue;
+    const std::string content = ReadFile(entry.path());
+    if (content.substr(0, 4) != "TZif" || !zones.insert(content).second) continue;
     SetTimeZone(zone.c_str());
     UtcOffsets offsets;
     offsets.Learn(kNow);
     // Not a whole number of hours, so that every time of day is met.
     for (time_t when = kNow - 40 * kYearSeconds; when < kNow + 400 * kYearSeconds;
-         when += kStressDivisor * (9 * 24 * kHourSeconds + 5003)) {
+         when += (kSanitized ? 90 : 27) * 24 * kHourSeconds + 5003) {
       ASSERT_EQ(offsets.At(when), SystemOffset(when)) << zone << " " << when;
     }
-    ++zones;
   }
-  EXPECT_GT(zones, 300U);
+  EXPECT_GT(zones.size(), 300U);
 }
 
 TEST(UtcOffsets, ChangesInTheSecondThatTheSystemChanges) {
