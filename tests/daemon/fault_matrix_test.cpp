@@ -85,6 +85,39 @@ TEST(Fifo, AsTheLaunchListIsWaitedForAndSigtermChangesNothing) {
   EXPECT_EQ(launcher.Stop(), 1);
 }
 
+TEST(Fifo, AsASettingsFileIsWaitedForAndSigtermChangesNothing) {
+  const Bundle bundle(Bundle::Logger::kRecording);
+  bundle.SetLogLevel("ERROR");
+  const std::string fifo = bundle.settings_folder() + "/log.ini";
+  std::filesystem::remove(fifo);
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  LauncherProcess launcher(bundle, bundle.WriteList(ListOf({SleepingItem("late")})));
+  int writer = -1;
+  ASSERT_TRUE(WaitUntil([&] { return (writer = open(fifo.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC)) >= 0; }));
+  launcher.Signal(SIGTERM);
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  EXPECT_TRUE(launcher.IsRunning());
+  EXPECT_EQ(CountLogged(bundle, "Start to fork late"), 0U);
+  std::filesystem::rename(fifo, fifo + ".fifo");
+  bundle.SetLogLevel("ERROR");  // Where the settings are read once more.
+  (void)close(writer);
+  EXPECT_TRUE(WaitUntil([&] { return CountLogged(bundle, "Start to fork late") == 1; }));
+  EXPECT_EQ(launcher.Stop(), 1);
+}
+
+TEST(EndlessSettings, AreReadForEverAndNothingIsStarted) {
+  const Bundle bundle(Bundle::Logger::kRecording);
+  bundle.SetLogLevel("ERROR");
+  std::filesystem::remove(bundle.settings_folder() + "/log.ini");
+  std::filesystem::create_symlink("/dev/zero", bundle.settings_folder() + "/log.ini");
+  LauncherProcess launcher(bundle, bundle.WriteList(ListOf({SleepingItem("never")})));
+  std::this_thread::sleep_for(std::chrono::seconds(1));
+  launcher.Signal(SIGTERM);
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  EXPECT_TRUE(launcher.IsRunning());
+  EXPECT_EQ(CountLogged(bundle, "Start to fork"), 0U);
+}
+
 TEST(EndlessList, IsReadUntilMemoryEndsAndLeavesNobody) {
   if (!WhyNoFaults().empty()) GTEST_SKIP() << "takes a limit on memory: " << WhyNoFaults();
   const Bundle bundle(Bundle::Logger::kRecording);
