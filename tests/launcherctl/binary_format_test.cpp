@@ -43,6 +43,22 @@ TEST(ReadBinaryFormat, TellsAnElfFilesProcessorKindAndLoader) {
   EXPECT_FALSE(ReadBinaryFormat(Elf64(4, 62, "x")).is_program);
 }
 
+TEST(ReadBinaryFormat, NamesTheProcessorsOfOlderMachines) {
+  const struct {
+    uint64_t number;
+    const char* elf;
+    const char* mach;
+  } rows[] = {
+      {3, "i386", "processor 3"},  {7, "processor 7", "i386"},  {12, "processor 12", "arm"},
+      {18, "processor 18", "ppc"}, {40, "arm", "processor 40"},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(ReadBinaryFormat(Elf64(2, row.number, "x")).processors, Strings{row.elf}) << row.number;
+    const std::string mach = LittleEndian(0xFEEDFACE, 4) + LittleEndian(row.number, 4) + LittleEndian(0, 4);
+    EXPECT_EQ(ReadBinaryFormat(mach + LittleEndian(2, 4)).processors, Strings{row.mach}) << row.number;
+  }
+}
+
 TEST(ReadBinaryFormat, TellsAMachFilesProcessorsAndKind) {
   const auto mach = [](uint64_t processor, uint64_t type) {
     return LittleEndian(0xFEEDFACF, 4) + LittleEndian(processor, 4) + LittleEndian(0, 4) + LittleEndian(type, 4);

@@ -338,3 +338,59 @@ TEST_F(HistoryLog, FitsItsTimelineIntoTheTerminal) {
   EXPECT_NE(row.find('#'), std::string::npos);
   EXPECT_NE(row.find('x'), std::string::npos);
 }
+
+TEST_F(HistoryLog, TellsEachRunOfAnItemInWords) {
+  Earlier();
+  End(5, "a", 4712, 5000, 768);
+  End(9, "a", 4712, 5001, 11);
+  launchers = {{kLauncher, kStartMs, {{"a", 5002, At(11)}}}};
+  const History history = Made(20);
+  EXPECT_EQ(RunsOf(history.items.at(0), history, false),
+            "\na:\n"
+            "  not logged to 23:00:05  process 5000  exit status 3  then a pause of 1 s\n"
+            "  23:00:06* to 23:00:09  (3 s)  process 5001  signal 11 (SIGSEGV)  then a pause of 2 s\n"
+            "  23:00:11  to now  process 5002\n"
+            "  * computed: the end before it, plus the pause\n");
+}
+
+TEST_F(HistoryLog, TellsTheLastTwentyRunsUnlessAllAreAskedFor) {
+  Earlier();
+  for (int run = 0; run < 25; ++run) {
+    Start(run * 100, "a", 4712);
+    End(run * 100 + 5, "a", 4712, 5000 + run, 768);
+  }
+  const History history = Made(3000);
+  const std::string last = RunsOf(history.items.at(0), history, false);
+  EXPECT_NE(last.find("  5 earlier runs; --all shows them\n"), std::string::npos) << last;
+  EXPECT_EQ(Count(last, "exit status 3"), 20U);
+  EXPECT_EQ(last.find("process 5004 "), std::string::npos);
+  EXPECT_EQ(Count(RunsOf(history.items.at(0), history, true), "exit status 3"), 25U);
+}
+
+TEST_F(HistoryLog, TellsWhyStartsFailedAfterTheRuns) {
+  Earlier();
+  Start(0, "forkless", 4712);
+  Line(0.1, "ERROR", kLauncher, 4712, "Failed to fork forkless");
+  Start(0, "none", 4713);
+  Line(0.01, "ERROR", 5000, 5000, "program path of none is empty");
+  End(0.02, "none", 4713, 5000, 0);
+  const History history = Made(20);
+  EXPECT_EQ(RunsOf(history.items.at(0), history, false),
+            "\nforkless:\n  no run is in the log\n"
+            "  1 failed start, the last at 23:00:00: there could be no further process, the item was given up\n");
+  EXPECT_EQ(RunsOf(history.items.at(1), history, false),
+            "\nnone:\n  no run is in the log\n  1 failed start, the last at 23:00:00: no program in the list\n");
+}
+
+TEST_F(HistoryLog, TellsHowEachLauncherEnded) {
+  Earlier();
+  Start(0, "a", 4712);
+  End(5, "a", 4712, 5000, 9);
+  Start(10, "a", 4812, 4811);
+  const std::string table = HistoryTable(Made(20), Output(), false);
+  EXPECT_NE(table.find("launcher 99 failed on its list at 22:58:20\n"), std::string::npos) << table;
+  EXPECT_NE(table.find("launcher 4711 was stopped at 23:00:05, started 23:00:00\n"), std::string::npos) << table;
+  EXPECT_NE(table.find("launcher 4811 is gone without a stop; its last line is of 23:00:10, started 23:00:10\n"),
+            std::string::npos)
+      << table;
+}

@@ -80,6 +80,29 @@ TEST(Infer, TellsAProgramThatTheLastOfAChainRuns) {
   EXPECT_EQ(item.chain, std::vector<int32_t>{101});
 }
 
+TEST(Infer, CountsTheRunsOfTheProgramThatAChainHasStarted) {
+  LauncherTable table;
+  table.Item("a").Child(4712, table.LauncherLike(101, kLauncher, 0));
+  table.Ends(5, "a", 105, 768, 101, 101);
+  const ItemKnowledge item = table.ItemAt(6, 0);
+  ASSERT_EQ(item.runs.size(), 1U);
+  EXPECT_EQ(item.runs[0].pid, 105);
+  EXPECT_EQ(item.runs[0].status, 768);
+  EXPECT_EQ(item.ends, 1);
+  // Once for the start that failed, once for the run.
+  EXPECT_EQ(item.pause_seconds, 2);
+  EXPECT_EQ(item.next_start_ms, table.ItemAt(6, 0).runs[0].end_ms + 2000);
+}
+
+TEST(Infer, ExpectsNoFurtherAttemptWhereARunOnceItemHasFailedToStart) {
+  LauncherTable table;
+  table.Item("a").RunOnce().Child(4712, table.LauncherLike(101, kLauncher, 0));
+  const ItemKnowledge item = table.ItemAt(1, 0);
+  EXPECT_EQ(StateOf(item), "failing");
+  EXPECT_EQ(item.reason, "not started again: run_once");
+  EXPECT_FALSE(item.next_start_ms.has_value());
+}
+
 TEST(Infer, TakesNoBusyChildForAFailedStart) {
   LauncherTable table;
   Process child = table.LauncherLike(101, kLauncher, 0);

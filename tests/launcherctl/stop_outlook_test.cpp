@@ -33,6 +33,16 @@ TEST(JudgeStop, RefusesWhereASupervisorIsGoneAndTheLogDoesNotTellWhy) {
   EXPECT_FALSE(JudgeStop(gone.At(1000), kStart, &NobodyHas).is_safe);
 }
 
+// Without the log, a supervisor whose program pauses keeps a number that nobody else knows.
+TEST(JudgeStop, RefusesWhereTheNumberThatItWouldSignalIsNotKnown) {
+  LauncherTable table;
+  table.no_log = true;
+  table.Item("a").Item("b").Runs(4712, 101, "a", 0);
+  const StopOutlook outlook = JudgeStop(table.At(100), kStart, &NobodyHas);
+  EXPECT_FALSE(outlook.is_safe);
+  EXPECT_NE(outlook.reason.find("would signal for b is not in the log"), std::string::npos) << outlook.reason;
+}
+
 TEST(JudgeStop, IsSafeWithoutALogWhileEverySupervisorIsThereAndRuns) {
   LauncherTable table;
   table.no_log = true;
