@@ -3,9 +3,12 @@
     check_on_a_mac_test.py BUNDLE
 """
 
+import hashlib
 import pathlib
 import subprocess
 import sys
+import tarfile
+import tempfile
 import unittest
 
 SCRIPT = pathlib.Path(__file__).resolve().parents[2] / "packaging/macos/check-on-a-mac"
@@ -57,6 +60,37 @@ class Functions(unittest.TestCase):
         self.assertEqual(call("n=0; third() { n=$((n + 1)); [ $n -ge 3 ]; }; within 60 third; say $n"), (0, "3\n"))
 
 
+class Archive(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        self.archive = self.folder / "a bundle.tar.gz"
+        (self.folder / "Some.app").mkdir()
+        with tarfile.open(self.archive, "w:gz") as archive:
+            archive.add(self.folder / "Some.app", "Some.app")
+
+    def write_checksum(self, content):
+        line = f"{hashlib.sha256(content).hexdigest()}  {self.archive.name}\n"
+        (self.folder / f"{self.archive.name}.sha256").write_text(line, encoding="utf-8")
+
+    def unpacked(self):
+        (self.folder / "there").mkdir()
+        return call(f"unpacked '{self.archive}' '{self.folder}/there'")
+
+    def test_is_unpacked(self):
+        self.write_checksum(self.archive.read_bytes())
+        self.assertEqual(self.unpacked(), (0, f"{self.folder}/there/Some.app\n"))
+        self.assertTrue((self.folder / "there/Some.app").is_dir())
+
+    def test_that_was_changed_or_has_no_checksum_is_refused(self):
+        self.assertEqual(self.unpacked(), (1, ""))
+        (self.folder / "there").rmdir()
+        self.write_checksum(b"another one")
+        self.assertEqual(self.unpacked(), (1, ""))
+        self.assertEqual(list((self.folder / "there").iterdir()), [])
+
+
 class ByHand(unittest.TestCase):
     def test_every_point_holds(self):
         command = [SCRIPT, "--by-hand", BUNDLE]
@@ -68,9 +102,12 @@ class ByHand(unittest.TestCase):
         self.assertGreaterEqual(len(lines), 9)
 
     def test_bundle_that_is_not_there_is_refused(self):
-        result = subprocess.run([SCRIPT, "--by-hand", "/nonexistent"], capture_output=True, text=True, check=False)
-        self.assertEqual((result.returncode, result.stdout), (1, ""))
-        self.assertIn("there is no bundle /nonexistent", result.stderr)
+        for name, message in (("/nonexistent", "there is no bundle /nonexistent"),
+                              ("/nonexistent.tar.gz", "there is no checksum of /nonexistent.tar.gz beside it")):
+            with self.subTest(name=name):
+                result = subprocess.run([SCRIPT, "--by-hand", name], capture_output=True, text=True, check=False)
+                self.assertEqual((result.returncode, result.stdout), (1, ""))
+                self.assertIn(message, result.stderr)
 
 
 if __name__ == "__main__":

@@ -20,7 +20,9 @@ sys.dont_write_bytecode = True  # Nothing is to lie beside the sources.
 
 import inspect_binaries
 import macho
-from inspect_binaries import LAUNCHER, LIBLOGGER, SETTINGS
+from inspect_binaries import LAUNCHER, LIBLOGGER, PROGRAMS, SETTINGS
+
+LAUNCHERCTL = PROGRAMS + "launcherctl"
 
 SDK = SYMBOLS = LIST = BUNDLE = None
 
@@ -220,6 +222,10 @@ IMAGE_ROWS = [
             (LIBLOGGER, in_command(macho.LC_ID_DYLIB, 16, "<I", 7 << 16), "'7.0', '1.0')"),
             (LAUNCHER, with_export(b"_fork"), "exports: ['__mh_execute_header', '_fork']"),
             (LAUNCHER, with_local_symbol_as_external, "external symbols: ["),
+            (LIBLOGGER, with_local_symbol_as_external, "external symbols: ["),
+            (LAUNCHERCTL, with_export(b"_fork"), "exports: ['__mh_execute_header', '_fork']"),
+            (LAUNCHERCTL, in_flags(macho.MH_PIE), "can be anywhere in memory: False"),
+            (LAUNCHERCTL, emptied("__gcc_except_tab"), "tables of exceptions are damaged"),
             (LAUNCHER, replace(b"__info_plist\0", b"__info_plis_\0"), "no property list"),
             (LAUNCHER, replace(b"com.pellux.launcher<", b"com.pellux.laundry <"), "identifier in the property list"),
             (LAUNCHER, replace(b"<key>CFBundleVersion", b"<key>CFBundleVersiom"), "versions in the property list"),
