@@ -119,9 +119,9 @@ class Release(unittest.TestCase):
         self.assertIn(f'  url "{URL.format(self.version)}"\n', formula)
         self.assertIn(f'  sha256 "{hashlib.sha256(archive).hexdigest()}"\n', formula)
         self.assertNotRegex(formula, "@[A-Z0-9_]+@")
-        jsoncpp = (TOP / "cmake/jsoncpp.cmake").read_text(encoding="utf-8")
-        for value in re.findall('(?:url|sha256) "([^"]*)"', formula)[2:]:
-            self.assertIn(value, jsoncpp)
+        url, checksum = re.findall('(?:url|sha256) "([^"]*)"', formula)[2:]
+        self.assertIn(url, (TOP / "cmake/jsoncpp.cmake").read_text(encoding="utf-8"))
+        self.assertEqual(checksum, (TOP / "cmake/jsoncpp.sha256").read_text(encoding="utf-8").split()[0])
         if shutil.which("ruby"):
             subprocess.run(["ruby", "-c"], input=formula, text=True, check=True, stdout=subprocess.DEVNULL)
 
