@@ -7,6 +7,7 @@
 #include <map>
 #include <sstream>
 
+#include "common/strings/utf8.h"
 #include "launcherctl/escape.h"
 
 // The functions follow the application's reader step by step, because its oddities come from its steps.
@@ -54,23 +55,13 @@ static int HexDigit(char c) {
 
 // Halves of surrogate pairs become three bytes each, which is not UTF-8.
 static void AppendCodePoint(uint32_t code_point, std::string& bytes) {
-  const auto append = [&bytes](uint32_t byte) { bytes.push_back(static_cast<char>(byte)); };
-  if (code_point < 0x80) {
-    append(code_point);
+  if (code_point < 0xD800 || code_point > 0xDFFF) {
+    bytes += ws2s(std::wstring(1, static_cast<wchar_t>(code_point)));
     return;
   }
-  if (code_point < 0x800) {
-    append(0xC0 | code_point >> 6);
-  } else {
-    if (code_point < 0x10000) {
-      append(0xE0 | code_point >> 12);
-    } else {
-      append(0xF0 | code_point >> 18);
-      append(0x80 | (code_point >> 12 & 0x3F));
-    }
-    append(0x80 | (code_point >> 6 & 0x3F));
+  for (const uint32_t byte : {0xEDU, 0x80 | (code_point >> 6 & 0x3F), 0x80 | (code_point & 0x3F)}) {
+    bytes.push_back(static_cast<char>(byte));
   }
-  append(0x80 | (code_point & 0x3F));
 }
 
 // Whether the spelling is a number in JSON; the reader takes more.
