@@ -14,6 +14,7 @@
 
 #include "common/json/json_object.h"
 #include "fuzz/require.h"
+#include "launcher/argument_vector.h"
 #include "launcherctl/check_list.h"
 #include "launcherctl/escape.h"
 #include "launcherctl/findings_output.h"
@@ -37,6 +38,10 @@ static void CompareArguments(JsonObject& item, const LaunchListItem& read) {
   bool converts = count.has_value();
   constexpr int kMostCompared = 200;
   Require(!count || read.argument_count == std::max(*count, 0), "the number of arguments is the same");
+  if (count && *count > 0 && static_cast<size_t>(*count) > ArgumentVector::kMostArguments) {
+    Require(read.arguments_convert == Converts::kYes, "of too many arguments none is read");
+    return;
+  }
   for (int i = 0; converts && i < std::min(*count, kMostCompared); ++i) {
     const auto argument = Try<std::string>([&] { return std::string(item["args"][std::to_string(i).c_str()]); });
     converts = argument.has_value();
