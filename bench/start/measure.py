@@ -22,6 +22,7 @@ temporary one there. The time zone is one with daylight saving, as most users' i
 """
 
 import argparse
+import itertools
 import json
 import os
 import pathlib
@@ -317,7 +318,7 @@ THREADS_TABLE = ("threads", "one more thread, us", "a fork, us", "its child's CP
 
 def show(report, heading, table):
     """Prints each row as it comes, in the form that documents use too."""
-    for row in (heading, ["---:"] * len(heading), *table):
+    for row in itertools.chain([heading, ["---:"] * len(heading)], table):
         line = "| " + " | ".join(row) + " |"
         print(line, flush=True)
         report.write(line + "\n")
