@@ -173,8 +173,8 @@ static void DiagnoseFailing(const RunningLauncher& launcher, const ItemKnowledge
   }
   if (!item.run_once) {
     diagnosis.remedy.push_back(
-        "Once that is mended, the last of the chain starts the program by itself. To be rid of the "
-        "chain as well: " +
+        "Once that is mended, the next attempt starts the program. To be rid of the second supervisors "
+        "as well: " +
         RestartRemedy(launcher));
   }
 }
@@ -293,7 +293,8 @@ Diagnosis DiagnoseItem(const RunningLauncher& launcher, const ItemKnowledge& ite
     case ItemState::kDone: {
       const Finding* const cause = FindFinding(launcher, item, StartCodes());
       if (cause != nullptr && !item.runs.empty() && EndedWell(item.runs.back())) {
-        diagnosis.summary = who + " is done, but its program could not be started: what ended well was the attempt.";
+        diagnosis.summary =
+            who + " is done, but its program never ran: what ended with status 0 was the attempt to start it.";
         BeCausedBy(*cause, diagnosis);
         AddEnds(launcher, item, diagnosis);
       } else if (!item.runs.empty() && !EndedWell(item.runs.back()) && item.reason.empty()) {
@@ -431,13 +432,13 @@ Diagnosis DiagnoseLauncher(const RunningLauncher& launcher, int64_t now_ms) {
     const Finding* const finding = OwnFindingOf(launcher, code);
     if (finding == nullptr || finding->severity == Severity::kNote) continue;
     diagnosis.code = std::string(code) == "list-changed" ? "list-changed" : "log-unavailable";
-    diagnosis.summary = who + " runs, and no item is in trouble, but one thing is not as it looks.";
+    diagnosis.summary = who + " runs, and no item is in trouble, but one thing needs a look.";
     AddFinding(*finding, diagnosis);
     return diagnosis;
   }
   for (const Finding& finding : launcher.findings) {
     if (finding.severity == Severity::kNote || finding.code == "stop-unsafe") continue;
-    diagnosis.summary = who + " runs, and no item is in trouble, but one thing is not as it looks.";
+    diagnosis.summary = who + " runs, and no item is in trouble, but one thing needs a look.";
     BeCausedBy(finding, diagnosis);
     if (finding.item && finding.name) diagnosis.item = *finding.name;
     return diagnosis;
@@ -497,13 +498,15 @@ Diagnosis DiagnoseNoLauncher(const NoLauncher& known) {
     diagnosis.remedy.push_back("Install the application anew; the library belongs into Contents/Frameworks.");
   } else if (list_error != nullptr || log_says_parse_error) {
     diagnosis.code = "not-running-list";
-    diagnosis.summary = "No launcher runs: it can't go on with its list.";
+    diagnosis.summary = "No launcher runs: the last one ended because of its list.";
     if (list_error != nullptr) AddFinding(*list_error, diagnosis);
     if (log_says_parse_error) diagnosis.evidence.push_back({place(*last.last), ShownText(last.last->message)});
     if (list_error == nullptr) {
-      diagnosis.evidence.push_back({"", known.list_path.empty()
-                                            ? "the log does not tell which list it was"
-                                            : "the list is in order now; or the system had no thread or no memory"});
+      diagnosis.evidence.push_back(
+          {"",
+           known.list_path.empty()
+               ? "the log does not tell which list it was"
+               : "nothing is wrong with the list now: it was mended, or the system was short of threads or memory"});
     }
     diagnosis.remedy.push_back("launcherctl check " + (known.list_path.empty() ? "LIST" : Word(known.list_path)));
   } else if (last.last == nullptr) {
@@ -533,7 +536,7 @@ Diagnosis DiagnoseNoLauncher(const NoLauncher& known) {
         was_stopped
             ? "No launcher runs: the last one was stopped at about " +
                   ClockWithDistance(last.last->time_ms, known.now_ms) + ", and has left processes behind."
-            : "No launcher runs: the last one ended without a stop, after " +
+            : "No launcher runs: the last one ended without a stop, some time after " +
                   ClockWithDistance(last.last->time_ms, known.now_ms) + "; it was killed, or the machine went down.";
     diagnosis.evidence.push_back({place(*last.last), ShownText(last.last->message)});
   }

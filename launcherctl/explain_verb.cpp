@@ -21,10 +21,11 @@ static std::optional<int64_t> ReadNumber(const std::string& text) {
 static std::string Hint(const WaitStatus& status) {
   constexpr int kShellMayNotRun = 126;
   constexpr int kShellDidNotFind = 127;
-  if (!status.is_signal && status.number == kShellMayNotRun) return "from a shell: it may not run the command";
-  if (!status.is_signal && status.number == kShellDidNotFind) return "from a shell: it did not find the command";
+  if (!status.is_signal && status.number == kShellMayNotRun) return "a shell says so when it may not run the command";
+  if (!status.is_signal && status.number == kShellDidNotFind)
+    return "a shell says so when it does not find the command";
   if (status.is_signal && SignalName(status.number) == "SIGKILL") {
-    return "at a stop of the launcher this is its own signal; else somebody's, or the system was short of memory";
+    return "the launcher sends it when it is stopped; otherwise somebody did, or the system was short of memory";
   }
   return "";
 }
@@ -38,7 +39,8 @@ int RunExplain(const std::vector<std::string>& statuses, Output& out) {
     if (!status) {
       exit_status = kNotAnswered;
       std::string why = "is not a wait status";
-      if (raw && *raw == -1) why += "; behind \"ret = \" it says that the wait failed, and the status means nothing";
+      if (raw && *raw == -1)
+        why += "; behind \"ret = \" it says that the wait failed; the status beside it means nothing then";
       out.Error(Quoted(text) + " " + why);
       continue;
     }
@@ -56,7 +58,7 @@ int RunExplain(const std::vector<std::string>& statuses, Output& out) {
     } else {
       std::string shown = std::to_string(*raw);
       while (shown.size() < 7) shown += ' ';
-      out.Write(shown + meaning + (hint.empty() ? "" : " (" + hint + ")") + "\n");
+      out.Write(shown + meaning + (hint.empty() ? "" : ": " + hint) + "\n");
     }
   }
   if (out.json) {

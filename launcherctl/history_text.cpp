@@ -70,10 +70,10 @@ static std::string LauncherText(const HistoryLauncher& launcher, int64_t now_ms)
       text += "failed on its list at " + ClockText(*launcher.end_ms, now_ms);
       break;
     case HistoryLauncher::How::kEnded:
-      text += "is gone without a stop; its last line is of " + ClockText(launcher.last_record_ms, now_ms);
+      text += "ended without a stop; its last line is from " + ClockText(launcher.last_record_ms, now_ms);
       break;
     case HistoryLauncher::How::kUnknown:
-      text += "may run on; its last line is of " + ClockText(launcher.last_record_ms, now_ms);
+      text += "may still run; its last line is from " + ClockText(launcher.last_record_ms, now_ms);
       break;
   }
   if (launcher.start_ms) text += ", started " + ClockText(*launcher.start_ms, now_ms);

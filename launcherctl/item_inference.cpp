@@ -190,7 +190,7 @@ class Inference {
 
   void TellOfPause(ItemKnowledge& item) const {
     if (supervisor.thread->children == std::nullopt && item.runs.empty()) {
-      item.reason = "which of the launcher's children is its program can't be told here";
+      item.reason = "this system does not tell which of the launcher's children is its program";
       return;
     }
     if (item.run_once && !item.runs.empty()) {
@@ -204,7 +204,7 @@ class Inference {
       item.since_ms = item.runs.back().end_ms;
       if (item.pause_seconds) item.next_start_ms = *item.since_ms + *item.pause_seconds * 1000;
     } else {
-      item.reason = "since when is not in the log";
+      item.reason = "the log does not tell since when";
     }
   }
 

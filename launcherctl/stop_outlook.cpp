@@ -18,7 +18,7 @@ StopOutlook JudgeStop(const LauncherKnowledge& launcher, int64_t now_ms,
       return outlook;
     case Phase::kStopping:
     case Phase::kEnding:
-      outlook.reason = "it is on its way out already";
+      outlook.reason = "it is ending already";
       return outlook;
     case Phase::kSupervising:
       break;
@@ -34,7 +34,7 @@ StopOutlook JudgeStop(const LauncherKnowledge& launcher, int64_t now_ms,
   const bool log_tells_all = launcher.log_reaches_back && launcher.log_shows_ends && !launcher.records_were_lost;
   if (!launcher.supervisors_are_counted && !log_tells_all) {
     outlook.reason =
-        "that no fork has failed can't be told: not all its supervisors are there, and its log does not "
+        "a fork may have failed: not all its supervisors are there, and its log does not "
         "reach back to its start; after a failed fork " +
         SignalsEverybody();
     return outlook;
@@ -47,7 +47,7 @@ StopOutlook JudgeStop(const LauncherKnowledge& launcher, int64_t now_ms,
     const std::string whose = supervisor.item.empty() ? "an item" : supervisor.item;
     if (!supervisor.thread_is_there && !supervisor.is_surely_done) {
       outlook.reason = "the supervisor of " + whose +
-                       " is gone, and the log does not tell that its fork has not failed; "
+                       " is gone, and the log does not rule out that its fork failed; "
                        "after a failed fork " +
                        SignalsEverybody();
       return outlook;
@@ -55,7 +55,7 @@ StopOutlook JudgeStop(const LauncherKnowledge& launcher, int64_t now_ms,
     if (!supervisor.child_is_there) {
       if (!supervisor.stored_pid) {
         outlook.reason =
-            "which process number it would signal for " + whose + " is not in the log; try again while that runs";
+            "the log does not tell which process it would signal for " + whose + "; try again while its program runs";
         return outlook;
       }
       const std::string owner = owner_of(*supervisor.stored_pid);

@@ -3,10 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <cstdarg>
+#include <iterator>
 #include <random>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "common/strings/utf8.h"
 #include "liblogger/record.h"
 
 TEST(ShownText, HidesWhatATerminalWouldActOn) {
@@ -39,6 +42,24 @@ TEST(CountCharacters, CountsAMalformedByteAsOne) {
   EXPECT_EQ(CountCharacters("a\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80"), 4U);
   EXPECT_EQ(CountCharacters("\xFF\xC3"), 2U);
   EXPECT_EQ(CountCharacters(""), 0U);
+}
+
+// The library's converter throws and tells no length, so it can't walk on behind a bad byte; what is UTF-8 is the same.
+TEST(IsUtf8, AgreesWithTheLibrarysConverter) {
+  static constexpr unsigned char kBytes[] = {0x41, 0x80, 0x8F, 0x90, 0x9F, 0xA0, 0xBF, 0xC1, 0xC2,
+                                             0xDF, 0xE0, 0xED, 0xEF, 0xF0, 0xF1, 0xF4, 0xF5};
+  constexpr size_t kCount = std::size(kBytes);
+  for (size_t number = 0; number < kCount * kCount * kCount * kCount; ++number) {
+    std::string text;
+    for (size_t rest = number; rest > 0; rest /= kCount) text += static_cast<char>(kBytes[rest % kCount]);
+    bool converts = true;
+    try {
+      (void)s2ws(text);
+    } catch (const std::range_error&) {
+      converts = false;
+    }
+    ASSERT_EQ(IsUtf8(text), converts) << JsonText(text);
+  }
 }
 
 // --- The log's own escapes

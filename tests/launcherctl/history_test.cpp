@@ -390,7 +390,7 @@ TEST_F(HistoryLog, TellsHowEachLauncherEnded) {
   const std::string table = HistoryTable(Made(20), Output(), false);
   EXPECT_NE(table.find("launcher 99 failed on its list at 22:58:20\n"), std::string::npos) << table;
   EXPECT_NE(table.find("launcher 4711 was stopped at 23:00:05, started 23:00:00\n"), std::string::npos) << table;
-  EXPECT_NE(table.find("launcher 4811 is gone without a stop; its last line is of 23:00:10, started 23:00:10\n"),
+  EXPECT_NE(table.find("launcher 4811 ended without a stop; its last line is from 23:00:10, started 23:00:10\n"),
             std::string::npos)
       << table;
 }

@@ -40,7 +40,7 @@ TEST(JudgeStop, RefusesWhereTheNumberThatItWouldSignalIsNotKnown) {
   table.Item("a").Item("b").Runs(4712, 101, "a", 0);
   const StopOutlook outlook = JudgeStop(table.At(100), kStart, &NobodyHas);
   EXPECT_FALSE(outlook.is_safe);
-  EXPECT_NE(outlook.reason.find("would signal for b is not in the log"), std::string::npos) << outlook.reason;
+  EXPECT_NE(outlook.reason.find("process it would signal for b;"), std::string::npos) << outlook.reason;
 }
 
 TEST(JudgeStop, IsSafeWithoutALogWhileEverySupervisorIsThereAndRuns) {
