@@ -216,6 +216,14 @@ static bool HasCode(const std::vector<Finding>& findings, const std::string& cod
   return std::any_of(findings.begin(), findings.end(), [&](const Finding& finding) { return finding.code == code; });
 }
 
+// A damaged list may spell a path in another way: with one slash more, say.
+static bool IsSameFile(const std::string& path, const std::string& other) {
+  struct stat one = {};
+  struct stat two = {};
+  return stat(path.c_str(), &one) == 0 && stat(other.c_str(), &two) == 0 && one.st_dev == two.st_dev &&
+         one.st_ino == two.st_ino;
+}
+
 // From the reader's items, held to the findings: each bad end has its error, and where no error is, all is well.
 static Expectation Expect(const LaunchList& list, const std::vector<Finding>& findings, const Programs& programs) {
   Expectation expected;
@@ -267,7 +275,7 @@ static Expectation Expect(const LaunchList& list, const std::vector<Finding>& fi
                    codes.count("interpreter-not-found") >
                0) {
       if (!is_replaced) expected.failing.insert(*item.name);
-    } else if (item.program == programs.well) {
+    } else if (IsSameFile(item.program, programs.well)) {
       std::string command = Hex(item.program) + " ";
       for (int64_t i = 0; i < item.argument_count; ++i) command += Hex(item.Argument(i)) + " ";
       if (is_replaced) {

@@ -36,6 +36,7 @@ int main() {
   EXPECT(std::stoul("123") == 123);
 
   EXPECT(fputs("to standard output\n", stdout) >= 0);
+  EXPECT(fputs("to standard error\n", stderr) >= 0);
   EXPECT(fflush(stdout) == 0);
   return 0;
 }
