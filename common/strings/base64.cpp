@@ -3,13 +3,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 
 static constexpr char g_character_for_base64[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
 static constexpr unsigned char kFiller = '=';
 
-// The two characters for each twelve bits: half the look-ups and stores of a table of single ones.
+// The two characters for each twelve bits: half the look-ups of a table of single ones.
 struct CharacterPairs {
   char pairs[64 * 64][2] = {};
 
@@ -26,8 +25,12 @@ static constexpr CharacterPairs kForTwelveBits;
 static char* EncodeGroups(const unsigned char* bytes, size_t groups, char* out) {
   for (; groups > 0; --groups, bytes += 3, out += 4) {
     const uint32_t bits = uint32_t{bytes[0]} << 16 | uint32_t{bytes[1]} << 8 | bytes[2];
-    std::memcpy(out, kForTwelveBits.pairs[bits >> 12], 2);
-    std::memcpy(out + 2, kForTwelveBits.pairs[bits & 0xFFF], 2);
+    const char* first = kForTwelveBits.pairs[bits >> 12];
+    const char* second = kForTwelveBits.pairs[bits & 0xFFF];
+    out[0] = first[0];
+    out[1] = first[1];
+    out[2] = second[0];
+    out[3] = second[1];
   }
   return out;
 }
