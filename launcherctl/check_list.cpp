@@ -248,11 +248,6 @@ class ListCheck {
     }
   }
 
-  static std::string Shortened(const std::string& text) {
-    constexpr size_t kMostShownBytes = 80;
-    return text.size() <= kMostShownBytes ? text : text.substr(0, kMostShownBytes) + "...";
-  }
-
   void CheckBehindTheEnd() {
     const std::string_view bytes = list.file.bytes;
     const size_t nul = std::min(bytes.find('\0'), bytes.size());

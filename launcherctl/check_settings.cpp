@@ -172,7 +172,7 @@ class ValueReader {
           {std::string("A blank stands ") + (has_blank_before ? "before" : "behind") + " the equals sign.",
            has_blank_before ? "This line sets nothing." : "The blank belongs to the value.",
            "Write it without blanks: " + wanted.key + "=" +
-               ShownText(Trimmed(behind.substr(0, std::min(behind.find('='), kMostShownBytes))))});
+               ShownText(Shortened(Trimmed(behind.substr(0, behind.find('=')))))});
       if (has_blank_before) return;
     }
     if (behind.empty()) {
@@ -183,8 +183,6 @@ class ValueReader {
     }
     value = behind.substr(0, behind.find('='));
   }
-
-  static constexpr size_t kMostShownBytes = 80;
 
   enum class Section { kBefore, kInside, kBetween, kInLaterOne };
 
@@ -248,12 +246,10 @@ static void ReadLevel(Settings& settings) {
     return;
   }
   if (reader.has_findings && Trimmed(*level).size() != level->size()) return;  // The blank has been said.
-  constexpr size_t kMostShownBytes = 80;
   const std::string meant = NearestOf(*level, names);
   reader.Add(
       reader.ValueOffset(), "settings-value", Severity::kWarning,
-      {level->empty() ? "The level is empty." : "There is no level " + Quoted(level->substr(0, kMostShownBytes)) + ".",
-       kLevelIsError,
+      {level->empty() ? "The level is empty." : "There is no level " + Quoted(Shortened(*level)) + ".", kLevelIsError,
        meant.empty() ? "Write DEBUG, MESSAGE, WARNING, ERROR, CRITICAL or VERBOSE, in capital letters."
                      : "Write LEVEL=" + meant});
 }

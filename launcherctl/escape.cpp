@@ -1,5 +1,6 @@
 #include "launcherctl/escape.h"
 
+#include <algorithm>
 #include <cstdint>
 
 static unsigned char ByteAt(std::string_view text, size_t index) { return static_cast<unsigned char>(text[index]); }
@@ -68,6 +69,18 @@ std::string ShownText(std::string_view text) {
 }
 
 std::string Quoted(std::string_view text) { return '"' + ShownText(text) + '"'; }
+
+std::string Shortened(std::string_view text) {
+  constexpr size_t kMostShownBytes = 80;
+  if (text.size() <= kMostShownBytes) return std::string(text);
+  size_t shown = 0;
+  for (;;) {
+    const size_t bytes = std::max<size_t>(CharacterBytes(text.substr(shown)), 1);
+    if (shown + bytes > kMostShownBytes) break;
+    shown += bytes;
+  }
+  return std::string(text.substr(0, shown)) + "...";
+}
 
 std::string JsonText(std::string_view text) {
   std::string whole;

@@ -19,6 +19,10 @@ std::string ShownText(std::string_view text);
 // Returns the text in quotes, for sentences: "a\x1B[2J".
 std::string Quoted(std::string_view text);
 
+// Returns the text, or the beginning of one that has more than 80 bytes, whole characters with "..." behind. To be
+// shown, it still has to be escaped, or is escaped already.
+std::string Shortened(std::string_view text);
+
 // Returns the text for JSON: as it is, so that programs find the names that they know, but every byte that is not
 // well-formed UTF-8 is written as \xHH, because JSON can't hold it.
 std::string JsonText(std::string_view text);

@@ -33,6 +33,15 @@ TEST(ShownText, HidesWhatATerminalWouldActOn) {
   }
 }
 
+TEST(Shortened, CutsBetweenCharacters) {
+  const std::string most(80, 'a');
+  EXPECT_EQ(Shortened(most), most);
+  EXPECT_EQ(Shortened(most + "a"), most + "...");
+  const std::string less(79, 'a');
+  EXPECT_EQ(Shortened(less + "\xC3\xA4"), less + "...");
+  EXPECT_EQ(Shortened(less + "\xFF\xFF"), less + "\xFF...");
+}
+
 TEST(JsonText, EscapesMalformedBytesAlone) {
   EXPECT_EQ(JsonText("\x1b\n\xE2\x80\xAE\xC3\xA4"), "\x1b\n\xE2\x80\xAE\xC3\xA4");
   EXPECT_EQ(JsonText("a\xFF\xC3"), "a\\xFF\\xC3");
