@@ -10,12 +10,13 @@ static constexpr unsigned char kFiller = '=';
 
 // The two characters for each twelve bits: half the look-ups of a table of single ones.
 struct CharacterPairs {
-  char pairs[64 * 64][2] = {};
+  static constexpr size_t kCharacters = 64;
+  char pairs[kCharacters * kCharacters][2] = {};
 
   constexpr CharacterPairs() {
-    for (size_t i = 0; i < 64 * 64; ++i) {
-      pairs[i][0] = g_character_for_base64[i / 64];
-      pairs[i][1] = g_character_for_base64[i % 64];
+    for (size_t i = 0; i < kCharacters * kCharacters; ++i) {
+      pairs[i][0] = g_character_for_base64[i / kCharacters];
+      pairs[i][1] = g_character_for_base64[i % kCharacters];
     }
   }
 };
