@@ -13,6 +13,7 @@
 #include "tests/support/items.h"
 #include "tests/support/launcher_process.h"
 #include "tests/support/recording.h"
+#include "tests/support/test_process.h"
 #include "tests/support/wait_until.h"
 
 TEST(SystemLog, GetsOneLineForNoneOrOneArgument) {
@@ -142,7 +143,8 @@ TEST(LogFile, NeverSitsOnAStandardStreamsDescriptor) {
   const Bundle bundle;
   LauncherProcess launcher(bundle, bundle.WriteList("{}"));
   ASSERT_TRUE(WaitUntil([&] { return std::filesystem::exists(bundle.log_file()); }));
-  std::this_thread::sleep_for(std::chrono::milliseconds(200));
+  // From then on it opens and closes nothing.
+  ASSERT_TRUE(WaitUntil([&] { return MainThreadKeepsWaiting(launcher.pid()); }));
   int found = 0;
   for (const auto& entry : std::filesystem::directory_iterator("/proc/" + std::to_string(launcher.pid()) + "/fd")) {
     if (std::filesystem::read_symlink(entry.path()) != bundle.log_file()) continue;

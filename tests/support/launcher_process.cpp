@@ -53,7 +53,10 @@ LauncherProcess::LauncherProcess(const Bundle& bundle, const std::string& list)
 LauncherProcess::~LauncherProcess() {
   // The group is the launcher's own session, and this test made it.
   (void)kill(-id, SIGKILL);
-  if (!status) (void)waitpid(id, nullptr, 0);
+  if (!status) {
+    (void)kill(id, SIGKILL);  // It may not have got so far as to make it.
+    (void)waitpid(id, nullptr, 0);
+  }
   EXPECT_TRUE(WaitUntil([this] { return NobodyLeft(); })) << "processes are left of launcher " << id;
 
   const std::filesystem::path report(sanitizer_report);

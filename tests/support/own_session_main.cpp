@@ -11,6 +11,18 @@
 
 #include "tests/support/test_process.h"
 
+// A program in the background of a script ignores SIGINT, and one under `nohup` SIGHUP. What the tests start would do
+// so, too.
+static void TakeSignalsAsTheyComeByDefault() {
+  for (int number = 1; number < NSIG; ++number) {
+    struct sigaction action = {};
+    if (sigaction(number, nullptr, &action) == 0 && action.sa_handler == SIG_IGN) (void)signal(number, SIG_DFL);
+  }
+  sigset_t none;
+  (void)sigemptyset(&none);
+  (void)sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
 int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
   const pid_t tests = fork();
@@ -22,6 +34,7 @@ int main(int argc, char** argv) {
     (void)setsid();
     EndWithParent(SIGKILL);
     AdoptOrphans();
+    TakeSignalsAsTheyComeByDefault();
     return RUN_ALL_TESTS();
   }
   int status = 0;

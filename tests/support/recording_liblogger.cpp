@@ -8,12 +8,13 @@
 //   MILLISECONDS  PROCESS  GetLogger   RESERVED  MODULE    LEVEL
 //   MILLISECONDS  PROCESS  syslog      PRIORITY  FORMAT    1 when any standard stream is open, else 0
 // RECORDING_FAILS makes InitLogger fail; RECORDING_FORK_DELAY_MS makes every fork that much slower, on the parent's
-// side before it and after it.
+// side before it and after it. RECORDING_FORK_GATES=PATH holds the N-th fork back until there is a file PATHN.
 
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstdarg>
@@ -21,6 +22,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <string>
 #include <thread>
 
 #include "liblogger/liblogger.h"
@@ -82,7 +84,16 @@ void RecordSyslog(int priority, const char* format) {
   Record("syslog\t%d\t%s\t%d", priority, format, any_stream_is_open ? 1 : 0);
 }
 
+static void WaitAtTheGate() {
+  static const char* const gates = getenv("RECORDING_FORK_GATES");
+  if (gates == nullptr) return;
+  static std::atomic<int> forks(0);
+  const std::string gate = gates + std::to_string(++forks);
+  while (access(gate.c_str(), F_OK) != 0) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+}
+
 pid_t SlowFork(pid_t (*system_fork)()) {
+  WaitAtTheGate();
   static const char* const delay = getenv("RECORDING_FORK_DELAY_MS");
   const auto pause = std::chrono::milliseconds(delay != nullptr ? atoi(delay) : 0);
   std::this_thread::sleep_for(pause);

@@ -21,7 +21,12 @@ bool LibrariesReplaceSystemFunctions();
 // Returns whether a limit on a user's processes limits the threads, too.
 bool ThreadsCountAsProcesses();
 
-// Returns whether the main thread of `process` is waiting for another thread to wake it, as far as the platform tells.
+// Returns whether `process` has a handler for SIGTERM: before, one that comes ends it.
+bool HandlesSigterm(pid_t process);
+
+// Returns whether the main thread of `process` is waiting for another thread to wake it and admits SIGTERM meanwhile,
+// as far as the platform tells. A launcher that still starts its children waits as well sometimes, but does not admit
+// it.
 bool MainThreadWaits(pid_t process);
 
 // Returns whether it is at each of several looks: once could be a lock that is held for a moment.

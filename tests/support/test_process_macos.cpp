@@ -1,5 +1,7 @@
 #include <libproc.h>
+#include <sys/sysctl.h>
 
+#include <csignal>
 #include <cstdint>
 
 #include "tests/support/test_process.h"
@@ -8,6 +10,14 @@
 void AdoptOrphans() {}
 
 void EndWithParent(int) {}
+
+bool HandlesSigterm(pid_t process) {
+  kinfo_proc info = {};
+  int name[] = {CTL_KERN, KERN_PROC, KERN_PROC_PID, process};
+  size_t size = sizeof(info);
+  if (sysctl(name, 4, &info, &size, nullptr, 0) != 0 || size == 0) return false;
+  return (info.kp_proc.p_sigcatch & static_cast<sigset_t>(sigmask(SIGTERM))) != 0;
+}
 
 // What it waits for the platform doesn't tell: a thread that sleeps, or waits for a file, looks the same.
 bool MainThreadWaits(pid_t process) {
