@@ -12,6 +12,7 @@
 #include "tests/support/fault_scene.h"
 #include "tests/support/files.h"
 #include "tests/support/items.h"
+#include "tests/support/test_process.h"
 #include "tests/support/wait_until.h"
 
 using Clock = std::chrono::steady_clock;
@@ -50,12 +51,10 @@ static Outcome RunWith(std::map<std::string, std::string> faults) {
   faults["INJECTED_TIME_DIVISOR"] = "50";
   faults["INJECTED_TRIGGER"] = trigger;
   LauncherProcess launcher(bundle, {"agent", bundle.WriteList(MixedList())}, WithFaults(bundle, faults));
-  const auto has_started = [&] { return ReadFile(bundle.log_file()).find("has no name") != std::string::npos; };
-  (void)WaitUntil([&] { return !launcher.IsRunning() || has_started(); }, std::chrono::seconds(3));
-  std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  (void)WaitUntil([&] { return !launcher.IsRunning() || MainThreadKeepsWaiting(launcher.pid()); });
   WriteFile(trigger, "");
   (void)WaitUntil([&] { return !launcher.IsRunning(); }, std::chrono::milliseconds(200));
-  const auto deadline = Clock::now() + std::chrono::seconds(20);
+  const auto deadline = Clock::now() + kDeadline;
   while (launcher.IsRunning() && Clock::now() < deadline) {
     launcher.Signal(SIGTERM);
     (void)WaitUntil([&] { return !launcher.IsRunning(); }, std::chrono::milliseconds(100));

@@ -66,7 +66,7 @@ TEST(Examples, OfALaunchListStartsASteadyAOnceAndACrashingProgram) {
   EXPECT_TRUE(
       WaitUntil([&] { return example.Ends("crashing", SIGSEGV) + example.Ends("crashing", SIGSEGV | 0x80) > 1; }));
   EXPECT_TRUE(WaitUntil([&] { return example.Ends("once", 0) == 1; }));
-  EXPECT_TRUE(WaitUntil([&] { return example.Starts("crashing") == 4; }));  // At 6 seconds.
+  EXPECT_TRUE(WaitUntil([&] { return example.Starts("crashing") >= 4; }));  // At 6 seconds.
   EXPECT_EQ(example.Starts("once"), 1U);
   EXPECT_EQ(example.Starts("steady"), 1U);
   EXPECT_EQ(example.EndsWithAnyStatus("steady"), 0U);
@@ -88,7 +88,7 @@ TEST(Examples, OfOutputWritesToAFile) {
 
 TEST(Examples, OfAFailedStartGrowsAChainWithoutEnds) {
   const RunningExample example("failed-start.json");
-  EXPECT_TRUE(WaitUntil([&] { return example.Ends("exits with status 3", 3 << 8) == 2; }));
-  EXPECT_TRUE(WaitUntil([&] { return example.Starts("no such program") == 3; }));
+  EXPECT_TRUE(WaitUntil([&] { return example.Ends("exits with status 3", 3 << 8) >= 2; }));
+  EXPECT_TRUE(WaitUntil([&] { return example.Starts("no such program") >= 3; }));
   EXPECT_EQ(example.EndsWithAnyStatus("no such program"), 0U);
 }

@@ -96,7 +96,7 @@ TEST(ExitStatus, StaysZeroWhenSigtermComesWhileTheChildrenAreBeingKilledAtExit) 
   const std::string list = bundle.WriteList(ListOf({SleepingItem("a"), SleepingItem("b"), JsonObject("7")}));
   LauncherProcess launcher(bundle, list);
   // One has been killed, and exit waits for its pause.
-  ASSERT_TRUE(WaitUntil([&] { return LoggedWith(bundle.recording(), "status = 9").size() == 1; }));
+  ASSERT_TRUE(WaitUntil([&] { return LoggedWith(bundle.recording(), "status = 9").size() >= 1; }));
   for (int i = 0; i < 10; ++i) {
     launcher.Signal(SIGTERM);
     std::this_thread::sleep_for(std::chrono::milliseconds(30));
@@ -157,7 +157,7 @@ TEST(Exit, IsNotGoneOnWithByAForkedChild) {
     LauncherProcess launcher(bundle, bundle.WriteList(ListOf({Item("a", ""), Item("b", ""), JsonObject("true")})));
     EXPECT_EQ(launcher.ExitStatus(), 0);
     EXPECT_TRUE(WaitUntil([&] { return launcher.NobodyLeft(); }));
-    return CountLogged(bundle, "Start to fork") == 3;
+    return CountLogged(bundle, "Start to fork") >= 3;
   };
   bool has_happened = false;
   for (int launchers = 0; launchers < 20 && !has_happened; ++launchers) has_happened = was_started_once_more();

@@ -46,17 +46,17 @@ TEST(ProgramOpenForWriting, IsAFailedStartThatIsTriedAgain) {
   ASSERT_GE(writer, 0);
   LauncherProcess launcher(bundle, bundle.WriteList(ListOf({Item("busy", program)})));
   // The second start is that of the second supervisor.
-  EXPECT_TRUE(WaitUntil([&] { return CountLogged(bundle, "Start to fork busy") == 2; }));
+  EXPECT_TRUE(WaitUntil([&] { return CountLogged(bundle, "Start to fork busy") >= 2; }));
   EXPECT_EQ(CountLogged(bundle, "is killed"), 0U);
   (void)close(writer);
-  EXPECT_TRUE(WaitUntil([&] { return CountLogged(bundle, "status = 256") == 1; }));
+  EXPECT_TRUE(WaitUntil([&] { return CountLogged(bundle, "status = 256") >= 1; }));
 }
 
 TEST(Descriptors, ThatAreUsedUpCostRecordsAndNothingElse) {
   const Bundle bundle;
   const std::string flag = bundle.PathOf("flag");
   LauncherProcess launcher(bundle, bundle.WriteList(ListOf({ShellItem("often", "echo run >> " + flag)})));
-  ASSERT_TRUE(WaitUntil([&] { return ReadLines(bundle.log_file()).size() == 1; }));
+  ASSERT_TRUE(WaitUntil([&] { return !ReadLines(bundle.log_file()).empty(); }));
   rlimit before = {};
   ASSERT_EQ(prlimit(launcher.pid(), RLIMIT_NOFILE, nullptr, &before), 0);
   const rlimit none = {0, before.rlim_max};
@@ -67,8 +67,7 @@ TEST(Descriptors, ThatAreUsedUpCostRecordsAndNothingElse) {
   ASSERT_EQ(prlimit(launcher.pid(), RLIMIT_NOFILE, &before, nullptr), 0);
   EXPECT_TRUE(WaitUntil([&] { return ReadLines(flag).size() >= 2; }));
   EXPECT_TRUE(WaitUntil([&] { return !ReadLines(bundle.log_file()).empty(); }));
-  launcher.Signal(SIGTERM);
-  EXPECT_EQ(launcher.ExitStatus(), 1);
+  EXPECT_EQ(launcher.Stop(), 1);
 }
 
 TEST(FullDisk, CostsRecordsWhichAreCountedAndNothingElse) {

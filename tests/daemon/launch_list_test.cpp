@@ -27,7 +27,7 @@ TEST(LaunchList, HoldsCommentsAndIsFollowedByAnything) {
         "0": {"name": "first", "program": "/bin/sh"},
         "0": {"name": "second", "program": "/bin/sh"} } and so on)";
   LauncherProcess launcher(bundle, bundle.WriteList(list));
-  ASSERT_TRUE(WaitUntil([&] { return CountLogged(bundle, "Start to fork second") == 1; }));
+  ASSERT_TRUE(WaitUntil([&] { return CountLogged(bundle, "Start to fork second") >= 1; }));
   EXPECT_EQ(CountLogged(bundle, "Start to fork first"), 0U);
 }
 
@@ -72,9 +72,9 @@ TEST(OtherTypes, OfArgcAndArgsThatCannotBeReadEndTheChildAlone) {
         R"("argc": 1, "args": 7)", R"("argc": 1, "args": {"0": {}})", R"("argc": 1, "args": {"0": []})"}) {
     const Bundle bundle(Bundle::Logger::kRecording);
     LauncherProcess launcher(bundle, bundle.WriteList(ListOfAShellWith(members)));
-    ASSERT_TRUE(WaitUntil([&] { return CountLogged(bundle, "is killed") == 1; })) << members;
+    ASSERT_TRUE(WaitUntil([&] { return CountLogged(bundle, "is killed") >= 1; })) << members;
     // On SIGABRT, with a core dump or without.
-    EXPECT_TRUE(CountLogged(bundle, "status = 6") + CountLogged(bundle, "status = 134") == 1) << members;
+    EXPECT_GE(CountLogged(bundle, "status = 6") + CountLogged(bundle, "status = 134"), 1U) << members;
     EXPECT_TRUE(launcher.IsRunning()) << members;
   }
 }
@@ -93,9 +93,13 @@ TEST(OtherTypes, OfRunOnceCountAsTheirTruth) {
     JsonObject item = Item("a", "/bin/sh");
     item.Insert("run_once", JsonObject(value));
     LauncherProcess launcher(bundle, bundle.WriteList(ListOf({item, Item("clock", "/bin/sh")})));
-    // By the other's third start, at 3 seconds, a second one of this is long due.
-    ASSERT_TRUE(WaitUntil([&] { return CountLogged(bundle, "Start to fork clock") == 3; })) << value;
-    EXPECT_EQ(CountLogged(bundle, "Start to fork a") == 1, once) << value;
+    if (once) {
+      // By the other's third start, at 3 seconds, a second one of this is long due.
+      ASSERT_TRUE(WaitUntil([&] { return CountLogged(bundle, "Start to fork clock") >= 3; })) << value;
+      EXPECT_EQ(CountLogged(bundle, "Start to fork a"), 1U) << value;
+    } else {
+      EXPECT_TRUE(WaitUntil([&] { return CountLogged(bundle, "Start to fork a") > 1; })) << value;
+    }
   }
 }
 
