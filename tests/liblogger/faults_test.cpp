@@ -27,11 +27,13 @@ static void FillDisk(const std::filesystem::path& file) {
   (void)close(ballast);
 }
 
-// Stops being the superuser, whom permissions don't concern. The folder is given away first.
+// Stops being the superuser, whom permissions don't concern. The folder is given away first. False, too, where it lies
+// in one that others may not enter.
 static bool BecomeOrdinaryUser(const std::filesystem::path& folder) {
   constexpr uid_t kNobody = 65534;
   if (geteuid() != 0) return true;
-  return chown(folder.c_str(), kNobody, static_cast<gid_t>(-1)) == 0 && setuid(kNobody) == 0;
+  return chown(folder.c_str(), kNobody, static_cast<gid_t>(-1)) == 0 && setuid(kNobody) == 0 &&
+         access(folder.c_str(), W_OK) == 0;
 }
 
 template <typename Resource>  // An enumeration in one C library, a number in others.

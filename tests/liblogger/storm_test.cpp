@@ -8,6 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
@@ -25,11 +26,13 @@
 #include "tests/liblogger/support.h"
 #include "tests/support/sanitized.h"
 #include "tests/support/soak.h"
-
-using Clock = std::chrono::steady_clock;
+#include "tests/support/wait_until.h"
 
 static constexpr int kMany = 1 << 20;  // Older files are kept, all of them.
 static constexpr size_t kMostWriters = 20000;
+
+// Of one writer, so that a storm's files don't become as large as the machine is fast, or the killer slow.
+static constexpr int kMostRecords = 1000;
 
 // A child's result on a machine that can't provide what the test needs.
 static constexpr int kNotHere = 77;
@@ -38,7 +41,7 @@ static constexpr int kNotHere = 77;
 struct Findings {
   int records = 0;
   int pieces = 0;
-  int glued = 0;  // Whole records behind a piece of another one, on its line.
+  int glued = 0;  // Whole records behind a piece of another one, on its line; they count as records.
   int twice = 0;
   int missing = 0;       // Of those that a writer was done with.
   int lost = 0;          // As the loss records tell.
@@ -102,7 +105,7 @@ static ILog* MakeSmallLogger(const std::string& file, RotationLimits limits) {
   return new Logger(file.c_str(), "storm", LOGLEVEL_DEBUG, *offsets, limits);
 }
 
-// Starts a process whose threads write, with a pause after each record, until they are to stop or it is killed.
+// Starts a process whose threads write, with a pause after each record, and stay until they are to stop or are killed.
 static pid_t StartWriters(const std::string& file, std::chrono::microseconds pause, size_t first_writer, size_t threads,
                           const SharedProgress& progress) {
   for (size_t i = 0; i < threads; ++i) {
@@ -113,13 +116,14 @@ static pid_t StartWriters(const std::string& file, std::chrono::microseconds pau
   if (process != 0) return process;
   ILog* const log = MakeSmallLogger(file, {1 << 20, kMany});
   const auto write = [&](size_t writer) {
-    for (int number = 0; !progress->stop; ++number) {
+    for (int number = 0; number < kMostRecords && !progress->stop; ++number) {
       const std::string text = Text(writer, number);
       progress->begun[writer] = number + 1;
       Log(log, LOGLEVEL_MESSAGE, "%s", text.c_str());
       progress->done[writer] = number + 1;
       if (pause.count() > 0) std::this_thread::sleep_for(pause);
     }
+    while (!progress->stop) std::this_thread::sleep_for(std::chrono::milliseconds(1));
   };
   std::vector<std::thread> others;
   for (size_t i = 1; i < threads; ++i) others.emplace_back(write, first_writer + i);
@@ -142,23 +146,29 @@ static int LostBefore(const std::string& line) {
 
 static void ReadFileOfStorm(const std::string& file, std::map<size_t, std::map<int, int>>& found, Findings& findings) {
   for (const std::string& line : ReadLines(file)) {
-    const std::string message = MessageOf(line);
     if (const int lost = LostBefore(line); lost > 0) {
       findings.lost += lost;
-      if (message.rfind(kLossStart, 0) != 0) ++findings.glued_losses;
+      if (MessageOf(line).rfind(kLossStart, 0) != 0) ++findings.glued_losses;
       continue;
     }
-    if (message == "end") continue;
+    // All before the last record on the line is a piece, or several.
+    constexpr size_t kTimeBytes = 29;
+    const size_t level = line.rfind(" MESSAGE  storm ");
+    const bool has_record = level != std::string::npos && level >= kTimeBytes;
+    const std::string record = has_record ? line.substr(level - kTimeBytes) : line;
+    const std::string message = MessageOf(record);
     size_t writer = 0;
     int number = -1;
-    if (IsRecord(line) && sscanf(message.c_str(), "%zu:%d:", &writer, &number) == 2 &&
+    const bool is_glued = record.size() < line.size();
+    if (IsRecord(record) && sscanf(message.c_str(), "%zu:%d:", &writer, &number) == 2 &&
         message == Text(writer, number)) {
       ++found[writer][number];
       ++findings.records;
-    } else {
+      if (is_glued) ++findings.glued;
+    } else if (!IsRecord(record) || message != "end") {
       ++findings.pieces;
-      if (line.find(" MESSAGE  storm ") != line.rfind(" MESSAGE  storm ")) ++findings.glued;
     }
+    if (is_glued) ++findings.pieces;
   }
 }
 
@@ -186,12 +196,12 @@ TEST(Storm, OfKilledProcessesLosesNoRecordThatWasWritten) {
   if (kSanitized) GTEST_SKIP() << "with a sanitizer the writers are too slow to meet";
   constexpr size_t kProcesses = 6;
   constexpr size_t kThreads = 3;
-  const auto end = Clock::now() + std::chrono::seconds(3) * SoakFactor();
+  constexpr int kKills = 20;
   const SharedProgress progress;
   std::mt19937 random(4711);
   Findings all;
   int kills = 0;
-  while (Clock::now() < end) {
+  for (int round = 0; round < 2 * SoakFactor(); ++round) {
     const TempFolder temp;
     const std::string file = temp.path() + "/storm.log";
     size_t writers = 0;
@@ -207,7 +217,7 @@ TEST(Storm, OfKilledProcessesLosesNoRecordThatWasWritten) {
       ++kills;
     };
     for (size_t i = 0; i < kProcesses; ++i) start_one();
-    for (int i = 0; i < 100 && Clock::now() < end; ++i) {
+    for (int i = 0; i < kKills; ++i) {
       std::this_thread::sleep_for(std::chrono::microseconds(random() % 4000));
       kill_one(random() % processes.size());
       start_one();
@@ -215,10 +225,10 @@ TEST(Storm, OfKilledProcessesLosesNoRecordThatWasWritten) {
     while (!processes.empty()) kill_one(0);
     all.Add(ReadStorm(temp.path(), writers, progress));
   }
-  EXPECT_EQ(all.twice, 0);
   // A piece that is left in the microseconds between another one's look and its write may have a record behind it.
-  EXPECT_EQ(all.missing, all.glued);
-  EXPECT_LE(all.glued, kills / 20);
+  EXPECT_EQ(all.twice, 0);
+  EXPECT_EQ(all.missing, 0);
+  EXPECT_GT(all.records, 0);
   ShowFigures(std::to_string(kills) + " kills, " + all.Text());
 }
 
@@ -230,29 +240,41 @@ static void FillDisk(const std::string& ballast) {
   }
 }
 
-// What becomes of the records of several processes on a small disk of their own that is filled and freed for a second.
-// For a process of its own, whose exit status it returns: the disk ends with it.
+// Waits until so many writers were done with `count` records more, or had no more to write.
+static bool WaitForRecords(int count, size_t writers, const SharedProgress& progress) {
+  const auto done = [&] {
+    int sum = 0;
+    for (size_t writer = 0; writer < writers; ++writer) sum += progress->done[writer];
+    return sum;
+  };
+  const int wanted = std::min(done() + count, static_cast<int>(writers) * kMostRecords);
+  return WaitUntil([&] { return done() >= wanted; });
+}
+
+// What becomes of the records of several processes on a small disk of their own that is filled and freed again and
+// again. For a process of its own, whose exit status it returns: the disk ends with it.
 static int StormOnASmallDisk(const std::string& folder, const SharedProgress& progress) {
   constexpr size_t kProcesses = 4;
   constexpr size_t kThreads = 3;
-  constexpr std::chrono::milliseconds kPause(1);  // So that the log itself doesn't fill the disk.
-  if (!MountSmallDisk(folder, "64m")) return kNotHere;
+  constexpr size_t kWriters = kProcesses * kThreads;
+  constexpr std::chrono::milliseconds kPause(1);
+  constexpr unsigned kMostAtOnce = 200;                 // Records while the disk is full, and while it is not.
+  if (!MountSmallDisk(folder, "32m")) return kNotHere;  // The log itself can't fill it: see `kMostRecords`.
   std::vector<pid_t> processes;
   for (size_t i = 0; i < kProcesses; ++i) {
     processes.push_back(StartWriters(folder + "/storm.log", kPause, i * kThreads, kThreads, progress));
   }
   std::mt19937 random(815);
-  const auto end = Clock::now() + std::chrono::seconds(1);
-  for (; Clock::now() < end; ++progress->times_full) {
+  int failures = 0;
+  for (; progress->times_full < 15; ++progress->times_full) {
     FillDisk(folder + "/ballast");
-    std::this_thread::sleep_for(std::chrono::microseconds(random() % 20000));
+    failures += WaitForRecords(static_cast<int>(random() % kMostAtOnce), kWriters, progress) ? 0 : 1;
     std::filesystem::remove(folder + "/ballast");
-    std::this_thread::sleep_for(std::chrono::microseconds(random() % 20000));
+    failures += WaitForRecords(static_cast<int>(random() % kMostAtOnce), kWriters, progress) ? 0 : 1;
   }
   progress->stop = true;
-  int failures = 0;
   for (const pid_t process : processes) failures += WaitForChild(process) != 0 ? 1 : 0;
-  progress->findings = ReadStorm(folder, kProcesses * kThreads, progress);
+  progress->findings = ReadStorm(folder, kWriters, progress);
   return failures;
 }
 
@@ -271,8 +293,7 @@ TEST(Storm, OnADiskThatIsFilledAndFreedKeepsOrCountsEveryRecord) {
   }
   EXPECT_EQ(all.twice, 0);
   EXPECT_GT(all.lost, 0);
-  // A record behind a piece, on its line, is neither found nor counted; see above.
-  EXPECT_EQ(all.missing, all.lost + all.glued);
+  EXPECT_EQ(all.missing, all.lost);
   EXPECT_LE(all.glued + all.glued_losses, times_full / 5);
   ShowFigures("full " + std::to_string(times_full) + " times, " + all.Text());
 }

