@@ -16,7 +16,8 @@ bool HandlesSigterm(pid_t process) {
   int name[] = {CTL_KERN, KERN_PROC, KERN_PROC_PID, process};
   size_t size = sizeof(info);
   if (sysctl(name, 4, &info, &size, nullptr, 0) != 0 || size == 0) return false;
-  return (info.kp_proc.p_sigcatch & static_cast<sigset_t>(sigmask(SIGTERM))) != 0;
+  const sigset_t sigterm = sigmask(SIGTERM);
+  return (info.kp_proc.p_sigcatch & sigterm) != 0;
 }
 
 // What it waits for the platform doesn't tell: a thread that sleeps, or waits for a file, looks the same.
