@@ -43,9 +43,12 @@ install_debian() {
       "sudo. Have somebody run: apt-get install ${missing[*]}"
     as_root=(sudo)
   fi
-  "${as_root[@]}" apt-get update -qq || fail "apt-get update failed; missing packages: ${missing[*]}"
-  DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" \
-    >/dev/null || fail "apt-get could not install: ${missing[*]}"
+  {
+    flock 9 # apt-get refuses to work beside another one, and these scripts may run side by side.
+    "${as_root[@]}" apt-get update -qq || fail "apt-get update failed; missing packages: ${missing[*]}"
+    DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" \
+      >/dev/null 9<&- || fail "apt-get could not install: ${missing[*]}"
+  } 9<scripts/lib.sh
 }
 
 install_homebrew() {
