@@ -104,11 +104,10 @@ class Check(unittest.TestCase):
                     path.unlink()
                     make(path)
                     stage.own()
-                    status, output, _, seconds = stage.ctl("check", str(stage.list), "--json")
+                    status, output, _, _ = stage.ctl("check", str(stage.list), "--json")
                     codes = [(finding["code"], finding["file"]) for finding in json.loads(output)["findings"]]
                     self.assertEqual(status, 1)
                     self.assertIn(("not-a-file", str(path)), codes)
-                    self.assertLess(seconds, 20)
 
     def test_settings_are_checked_along(self):
         self.write([sleeper("a")])

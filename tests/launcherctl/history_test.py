@@ -38,7 +38,8 @@ class History(unittest.TestCase):
     def test_tells_logged_starts_ends_and_pauses(self):
         with Scene(level="DEBUG") as stage:
             stage.start([shell("a", "exit 3"), sleeper("b")])
-            self.assertTrue(wait_until(lambda: stage.log_folder.exists() and len(self.runs(stage, "a")) >= 3))
+            self.assertTrue(stage.wait_for_state("b", "running"))
+            self.assertTrue(wait_until(lambda: len(self.runs(stage, "a")) >= 3))
             first, second = self.runs(stage, "a")[:2]
             self.assertEqual((first["start_is"], first["status"], first["meaning"], first["pause_seconds"]),
                              ("logged", 768, "exit status 3", 1))
@@ -49,9 +50,7 @@ class History(unittest.TestCase):
     def test_computes_starts_at_the_default_level(self):
         with Scene() as stage:
             stage.start([shell("a", "exit 3")])
-            self.assertTrue(wait_until(lambda: stage.log_folder.exists() and
-                                       any("is killed" in line for line in (stage.log_folder / "launcher.log")
-                                           .read_text(encoding="utf-8").splitlines()[1:])))
+            self.assertTrue(wait_until(lambda: (stage.item("a") or {}).get("ends", 0) >= 2))
             first, second = self.runs(stage, "a")[:2]
             self.assertEqual((first["start"], first["start_is"]), (None, "unknown"))
             self.assertEqual((second["start_is"], second["pause_seconds"]), ("computed", 2))
@@ -61,7 +60,7 @@ class History(unittest.TestCase):
             launcher = stage.start([sleeper("a")])
             self.assertTrue(stage.wait_for_state("a", "running"))
             launcher.terminate()
-            self.assertEqual(launcher.wait(20), 1)
+            self.assertEqual(launcher.wait(scene.DEADLINE_SECONDS), 1)
             status, answer = stage.ctl_json("history")
             self.assertEqual((status, [entry["how"] for entry in answer["launchers"]]), (0, ["stopped"]))
 

@@ -17,7 +17,7 @@ import tempfile
 import time
 import unittest
 
-DEADLINE_SECONDS = 40
+DEADLINE_SECONDS = 100  # Only a failing test waits that long.
 _numbers = itertools.count()
 
 bundle = None  # Set by the test program.
@@ -26,11 +26,13 @@ bundle = None  # Set by the test program.
 def wait_until(condition, seconds=DEADLINE_SECONDS):
     """Asks `condition` again and again; returns its first true answer, or its last one at the deadline."""
     end = time.monotonic() + seconds
+    pause = 0.05
     while True:
         answer = condition()
         if answer or time.monotonic() > end:
             return answer
-        time.sleep(0.05)
+        time.sleep(pause)
+        pause = min(pause * 1.5, 0.5)  # Many tests ask side by side, and are what they wait for.
 
 
 class Scene:
@@ -122,6 +124,7 @@ class Scene:
         launcher = self.start([sleeper("a")], most_processes=2)
         log = self.log_folder / "launcher.log"
         assert wait_until(lambda: log.exists() and b"Failed to fork" in log.read_bytes())
+        assert wait_until(self.begun)
         return launcher
 
     def ctl(self, *arguments, **more):
@@ -146,8 +149,18 @@ class Scene:
                     return item
         return None
 
+    def begun(self):
+        """The items by name, once the only launcher waits for SIGTERM and each of its supervisors has forked."""
+        launchers = self.ctl_json("status")[1]["launchers"]
+        if len(launchers) != 1 or launchers[0]["phase"] != "supervising":
+            return {}
+        items = launchers[0]["items"]
+        is_waiting = any(item["state"] in ("pausing", "no-program", "unknown") and not item["ends"] for item in items)
+        return {} if is_waiting else {item["name"]: item for item in items}
+
     def wait_for_state(self, name, *states):
-        return wait_until(lambda: (self.item(name) or {}).get("state") in states)
+        """Waits until the item is in one of the states, and everything else has begun as well."""
+        return wait_until(lambda: self.begun().get(name, {}).get("state") in states)
 
 
 def sleeper(name, seconds=100000):

@@ -38,7 +38,7 @@ class Why(unittest.TestCase):
             is_told.answer = answer
             return is_told.last == (expected_status, code)
 
-        wait_until(is_told, 15)
+        wait_until(is_told)
         self.assertEqual(is_told.last, (expected_status, code), is_told.answer)
         _, _, _, seconds = stage.ctl("why", *arguments)
         if os.environ.get("SHOW_WALK"):
@@ -168,15 +168,16 @@ class Why(unittest.TestCase):
     @at_each_level
     def test_chain_left_behind_after_a_stop(self, stage):
         launcher = stage.start([{"name": "a", "program": "/nonexistent/program"}, sleeper("b")])
-        wait_until(lambda: len((stage.item("a") or {}).get("chain", [])) >= 3)
+        self.assertTrue(stage.wait_for_state("b", "running"))
+        self.assertTrue(wait_until(lambda: len((stage.item("a") or {}).get("chain", [])) >= 3))
         os.kill(launcher.pid, 15)
         launcher.wait()
         answer = self.assert_diagnosis(stage, "not-running-stopped")
         self.assertTrue(any("second supervisor" in piece["text"] for piece in answer["evidence"]), answer)
         status, answer = stage.ctl_json("status")
         self.assertEqual(status, 3)
-        self.assertTrue(answer["leftovers"])
-        self.assertEqual({left["kind"] for left in answer["leftovers"]}, {"second-supervisor"})
+        # The youngest may be about to become its program, and is told as one then.
+        self.assertIn("second-supervisor", {left["kind"] for left in answer["leftovers"]})
         if stage.level == "DEBUG":  # A second supervisor's starts are logged with its number.
             self.assertIn("a", {left["item"] for left in answer["leftovers"]})
             self.assertIn(launcher.pid, {left["launcher"] for left in answer["leftovers"]})
@@ -184,20 +185,25 @@ class Why(unittest.TestCase):
     @at_each_level
     def test_launcher_that_was_killed(self, stage):
         launcher = stage.start([sleeper("a", 4711), shell("b", "exit 1")])
+        self.assertTrue(stage.wait_for_state("a", "running"))
         self.assertTrue(wait_until(lambda: (stage.item("b") or {}).get("ends")))
         os.kill(launcher.pid, 9)
         launcher.wait()
         self.assert_diagnosis(stage, "not-running-crashed", "--list", str(stage.list))
-        _, answer = stage.ctl_json("status", "--list", str(stage.list))
-        self.assertEqual([(left["kind"], left["item"], left["launcher"]) for left in answer["leftovers"]],
-                         [("program", "a", launcher.pid)])
+
+        def is_alone():  # What "b" was just starting ends by itself.
+            _, answer = stage.ctl_json("status", "--list", str(stage.list))
+            is_alone.last = [(left["kind"], left["item"], left["launcher"]) for left in answer["leftovers"]]
+            return is_alone.last == [("program", "a", launcher.pid)]
+
+        self.assertTrue(wait_until(is_alone), is_alone.last)
 
     @at_each_level
     def test_launcher_that_was_stopped(self, stage):
         launcher = stage.start([sleeper("a")])
         self.assertTrue(stage.wait_for_state("a", "running"))
         stage.ctl("stop", "--yes")
-        launcher.wait(30)
+        launcher.wait(scene.DEADLINE_SECONDS)
         self.assert_diagnosis(stage, "not-running-stopped")
         self.assert_diagnosis(stage, "not-running-stopped", "a")
 
