@@ -5,7 +5,7 @@
 #include <thread>
 
 // Longer than anything takes even on a busy machine with sanitizers; only a failing test waits that long.
-static constexpr std::chrono::seconds kDeadline(40);
+static constexpr std::chrono::seconds kDeadline(240);
 
 // Asks `condition` again and again until it holds, and returns true then; false when the deadline comes first.
 template <typename Condition>
