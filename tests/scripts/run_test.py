@@ -22,7 +22,7 @@ class Run(unittest.TestCase):
         with subprocess.Popen([str(RUN), str(path)], stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True,
                               start_new_session=True) as run:
             try:
-                _, errors = run.communicate(timeout=20)
+                _, errors = run.communicate(timeout=120)
             except subprocess.TimeoutExpired:
                 os.killpg(run.pid, 9)
                 raise
