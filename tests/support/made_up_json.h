@@ -1,4 +1,7 @@
 // Makes up JSON texts that look like launch lists, with the oddities that a reader may stumble over.
+//
+// A seed has the same text everywhere: a statement takes one random number, or says which comes first. In which order
+// the parts of a sum and the arguments of a call are asked for is the compiler's choice.
 #pragma once
 
 #include <algorithm>
@@ -79,13 +82,20 @@ const char* OneOf(const char* const (&texts)[count], std::mt19937& random) {
 
 [[maybe_unused]] static std::string MadeUpValue(std::mt19937& random, int levels) {
   const size_t kind = levels > 0 ? random() % 5 : 4;
-  if (kind > 2) return MadeUpBlank(random) + MadeUpScalar(random) + MadeUpBlank(random);
+  if (kind > 2) {
+    std::string text = MadeUpBlank(random);
+    text += MadeUpScalar(random);
+    return text += MadeUpBlank(random);
+  }
   const bool is_object = kind > 0;
   std::string text = is_object ? "{" : "[";
   const size_t count = random() % 4;
   for (size_t i = 0; i < count; ++i) {
     if (i > 0) text += ",";
-    if (is_object) text += MadeUpBlank(random) + MadeUpText(random) + ":";
+    if (is_object) {
+      text += MadeUpBlank(random);
+      text += MadeUpText(random) + ":";
+    }
     text += MadeUpValue(random, levels - 1);
   }
   return text + (is_object ? "}" : "]");
@@ -114,8 +124,10 @@ const char* OneOf(const char* const (&texts)[count], std::mt19937& random) {
       case 2:
         if (at < text.size()) text[at] = byte;
         break;
-      default:
-        text.insert(at, text.substr(random() % (text.size() + 1), random() % 6));
+      default: {
+        const size_t from = random() % (text.size() + 1);
+        text.insert(at, text.substr(from, random() % 6));
+      }
     }
   }
   return text;

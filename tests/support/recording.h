@@ -19,7 +19,7 @@ struct RecordedCall {
   std::string function;  // "LogV", "InitLogger", "GetLogger" or "syslog".
 
   std::string format;                    // Of LogV and syslog.
-  std::string text;                      // Of LogV: the format with its arguments.
+  std::string text;                      // Of LogV: the format with its arguments; '?' for line feeds and tabs.
   LOGLEVEL level = LOGLEVEL{};           // Of LogV and GetLogger.
   std::string location;                  // Of InitLogger.
   int reserved = 0;                      // Of GetLogger.

@@ -60,6 +60,9 @@ class WrittenLog final : public ILog {
   __attribute__((format(printf, 3, 0))) void LogV(LOGLEVEL level, const char* format, va_list arguments) override {
     char text[2048];
     (void)vsnprintf(text, sizeof(text), format, arguments);
+    for (char* byte = text; *byte != '\0'; ++byte) {
+      if (*byte == '\n' || *byte == '\t') *byte = '?';  // A recorded call is a line, whose fields tabs separate.
+    }
     Record("LogV\t%d\t%s\t%s", level, format, text);
   }
 };

@@ -110,15 +110,15 @@ TEST_F(ProfileReader, ReadsRandomFilesLikeItsLiteralDescription) {
   std::mt19937 random(static_cast<unsigned int>(testing::UnitTest::GetInstance()->random_seed()));
   const auto any_of = [&random](const auto& choices) -> const auto& {
     // The first choice is the one that leads furthest.
-    const size_t chosen = std::uniform_int_distribution<size_t>(0, 2 * choices.size() - 1)(random);
+    const size_t chosen = random() % (2 * choices.size());
     return choices[chosen < choices.size() ? chosen : 0];
   };
-  std::uniform_int_distribution<size_t> piece(0, pieces.size() - 1);
-  std::uniform_int_distribution<int> length(0, 40);
   for (int i = 0; i < 10000 / kStressDivisor; ++i) {
     std::string content = i % 2 == 0 ? "[section]\n" : "";
-    for (int left = length(random); left > 0; --left) content += pieces[piece(random)];
-    ASSERT_NO_FATAL_FAILURE(Compare(content, any_of(sections), any_of(keys), any_of(sizes)));
+    for (size_t left = random() % 41; left > 0; --left) content += pieces[random() % pieces.size()];
+    const std::string& section = any_of(sections);
+    const std::string& key = any_of(keys);
+    ASSERT_NO_FATAL_FAILURE(Compare(content, section, key, any_of(sizes)));
   }
 }
 

@@ -214,7 +214,8 @@ TEST(TokenTransform, SeesWhatTheModelsGiveForLongerTexts) {
   std::mt19937 random(20240229);
   const std::string alphabet("aab,;\0\x80\xFF", 8);
   for (int i = 0; i < 20000 / kStressDivisor; ++i) {
-    CheckAgainstTheModels(RandomText(random, alphabet, 80), RandomText(random, alphabet, 3));
+    const std::string text = RandomText(random, alphabet, 80);
+    CheckAgainstTheModels(text, RandomText(random, alphabet, 3));
   }
 }
 

@@ -80,7 +80,8 @@ TEST(S2ws, AgreesWithTheModelOnLongerTextsWithAByteChanged) {
     std::wstring text;
     for (size_t length = random() % 40; text.size() < length;) {
       const uint32_t limits[] = {0x80, 0x800, 0xD800, 0x110000};
-      const auto value = static_cast<uint32_t>(random() % limits[random() % 4]);
+      const uint32_t limit = limits[random() % 4];
+      const auto value = static_cast<uint32_t>(random() % limit);
       text.push_back(static_cast<wchar_t>(value >= 0xD800 && value <= 0xDFFF ? 'a' : value));
     }
     std::string bytes = ModelWs2s(text);
@@ -99,7 +100,8 @@ TEST(Ws2s, AgreesWithTheModelOnTextsOfAllLengths) {
     std::wstring text;
     while (text.size() < length) {
       const uint32_t limits[] = {0x80, 0x800, 0xD800, 0x10000};
-      text.push_back(static_cast<wchar_t>(random() % limits[random() % 4]));
+      const uint32_t limit = limits[random() % 4];
+      text.push_back(static_cast<wchar_t>(random() % limit));
     }
     CheckAgainst(ModelWs2s, ws2s, text);  // A surrogate is among most of the long ones.
     for (wchar_t& character : text) {

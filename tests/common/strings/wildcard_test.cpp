@@ -125,7 +125,8 @@ TEST(IsNameInExpression, AgreesWithTheModelOnLongerExpressions) {
 TEST(IsNameInExpression, AgreesWithTheModelInBothWidthsAndCases) {
   std::mt19937 random(20240301);
   for (int i = 0; i < 20000; ++i) {
-    CheckAgainstTheModel(RandomText(random, "aaAb.?<>\"*\xC3\xFF", 10), RandomText(random, "aab.A\xC3\xE3\xFF", 12));
+    const std::string expression = RandomText(random, "aaAb.?<>\"*\xC3\xFF", 10);
+    CheckAgainstTheModel(expression, RandomText(random, "aab.A\xC3\xE3\xFF", 12));
   }
 }
 
