@@ -2,7 +2,9 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <syslog.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <regex>
@@ -164,7 +166,10 @@ TEST(LogFile, KeepsARecordOnOneLineWhateverItsNameHolds) {
   EXPECT_NE(records[0].find("a\\n2026"), std::string::npos) << records[0];
 }
 
+// The one folder that tests share, so one test at a time, whoever runs it.
 TEST(LogFile, IsWrittenByAnUnnamedProductToo) {
+  const int turn = open(std::filesystem::temp_directory_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  ASSERT_EQ(flock(turn, LOCK_EX), 0);
   const Bundle bundle;
   std::filesystem::remove(bundle.sdk_file());
   const std::string list = bundle.WriteList("{}");
@@ -176,4 +181,5 @@ TEST(LogFile, IsWrittenByAnUnnamedProductToo) {
     EXPECT_EQ(launcher.Stop(), 1);
   }
   if (!was_there) std::filesystem::remove_all(folder);
+  (void)close(turn);
 }
