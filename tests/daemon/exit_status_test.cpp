@@ -106,15 +106,16 @@ TEST(ExitStatus, StaysZeroWhenSigtermComesWhileTheChildrenAreBeingKilledAtExit) 
 }
 
 TEST(ExitStatus, IsZeroWhenAThreadCannotBeStarted) {
-  if (getuid() != 0) GTEST_SKIP() << "takes root, to become a user whose number of processes can be limited";
+  const auto unused_user = static_cast<uid_t>(200000 + getpid());
+  if (!CanBecomeUser(unused_user))
+    GTEST_SKIP() << "takes root, to become a user whose number of processes can be limited";
   if (!ThreadsCountAsProcesses()) GTEST_SKIP() << "no limit here keeps a thread from starting";
   const Bundle bundle(Bundle::Logger::kRecording);
   ASSERT_EQ(chmod(bundle.PathOf("").c_str(), 0777), 0);
   LauncherProcess::Options options;
-  options.before_exec = [] {
+  options.before_exec = [unused_user] {
     const rlimit one_process = {1, 1};
     (void)setrlimit(RLIMIT_NPROC, &one_process);
-    const auto unused_user = static_cast<uid_t>(200000 + getpid());
     if (setgid(unused_user) != 0 || setuid(unused_user) != 0) _exit(126);
   };
   options.environment["ASAN_OPTIONS"] = "detect_leaks=0";  // The leak check needs a thread.

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <sys/types.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <thread>
@@ -13,6 +15,14 @@ void AdoptOrphans();
 // Has the calling process receive `signal_number` when its parent ends, so that a test program that is killed leaves
 // nothing behind. Does nothing where the platform has no such thing.
 void EndWithParent(int signal_number);
+
+// Returns whether this process may become that user. In a container root has a few users alone, maybe.
+inline bool CanBecomeUser(uid_t user) {
+  const pid_t child = fork();
+  if (child == 0) _exit(setgid(static_cast<gid_t>(user)) == 0 && setuid(user) == 0 ? 0 : 1);
+  int status = 0;
+  return child > 0 && waitpid(child, &status, 0) == child && status == 0;
+}
 
 // Returns whether a library that is loaded first takes the place of the system's functions by defining their names. On
 // macOS a program knows of each function which library it comes from.
