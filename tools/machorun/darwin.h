@@ -1,5 +1,6 @@
 // The numbers and layouts of macOS on Intel's processors that differ from Linux's, as far as programs of this project
-// meet them. tests/tools/darwin_layout_test.cpp compares each with the system's own headers, in the build for macOS.
+// meet them. tests/tools/machorun/darwin_layout_macos.cpp compares each with the system's own headers, in the build for
+// macOS.
 #pragma once
 
 #include <cstddef>
@@ -83,6 +84,15 @@ struct DarwinThreadInfo {
   uint64_t user_time, system_time;
   int32_t cpu_usage, policy, run_state, flags, sleep_time, present_priority, priority, most_priority;
   char name[64];
+};
+
+// What the system is asked for of a process as a whole.
+constexpr int kDarwinAskKernel = 1, kDarwinAskProcess = 14, kDarwinAskByNumber = 1;
+
+struct DarwinProcessInfo {
+  uint8_t others[236];
+  uint32_t handled_signals;
+  uint8_t more[408];
 };
 
 struct DarwinTimeval {

@@ -2,6 +2,7 @@
 
 #include <errno.h>
 #include <signal.h>
+#include <stdio.h>
 #include <sys/time.h>
 
 #include "tools/machorun/darwin.h"
@@ -196,6 +197,33 @@ static int SetTimer(int which, const DarwinIntervalTimer* wanted, DarwinInterval
   return 0;
 }
 
+// --- What a process does with signals: of all that the system can be asked for, this one answer.
+
+static int AskSystem(const int* question, unsigned words, void* answer, size_t* bytes, const void*, size_t) {
+  if (words != 4 || question[0] != kDarwinAskKernel || question[1] != kDarwinAskProcess ||
+      question[2] != kDarwinAskByNumber || answer == nullptr || *bytes < sizeof(DarwinProcessInfo)) {
+    errno = ENOENT;
+    return -1;
+  }
+  *bytes = 0;  // So it is for a process that is not there.
+  char text[64];
+  (void)snprintf(text, sizeof(text), "/proc/%d/status", question[3]);
+  FILE* const file = fopen(text, "re");
+  if (file == nullptr) return 0;
+  unsigned long long handled = 0;
+  while (*bytes == 0 && fgets(text, sizeof(text), file) != nullptr) {
+    if (sscanf(text, "SigCgt: %llx", &handled) == 1) *bytes = sizeof(DarwinProcessInfo);
+  }
+  (void)fclose(file);
+  auto* const info = static_cast<DarwinProcessInfo*>(answer);
+  *info = {};
+  for (int number = 1; number < kSignals; ++number) {
+    const int host = HostSignal(number);
+    if (host != 0 && (handled >> (host - 1) & 1) != 0) info->handled_signals |= uint32_t{1} << (number - 1);
+  }
+  return 0;
+}
+
 template <typename Function>
 static void* Address(Function* function) {
   return reinterpret_cast<void*>(function);
@@ -207,6 +235,7 @@ const Shim* SignalShims() {
       {"_signal", Address(&Signal)},
       {"_pthread_sigmask", Address(&ThreadMask)},
       {"_sigprocmask", Address(&ProcessMask)},
+      {"_sysctl", Address(&AskSystem)},
       {"_sigpending", Address(&Pending)},
       {"_sigsuspend", Address(&Suspend)},
       {"_sigwait", Address(&Wait)},

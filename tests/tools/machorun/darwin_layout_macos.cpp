@@ -18,6 +18,7 @@
 #include <sys/proc_info.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/sysctl.h>
 #include <sys/time.h>
 #include <sys/utsname.h>
 #include <sys/wait.h>
@@ -118,6 +119,12 @@ SAME(kDarwinWaitExited, WEXITED);
 SAME(kDarwinWaitStopped, WSTOPPED);
 SAME(kDarwinWaitContinued, WCONTINUED);
 SAME(kDarwinWaitNoReap, WNOWAIT);
+
+SAME(kDarwinAskKernel, CTL_KERN);
+SAME(kDarwinAskProcess, KERN_PROC);
+SAME(kDarwinAskByNumber, KERN_PROC_PID);
+SAME(sizeof(DarwinProcessInfo), sizeof(kinfo_proc));
+SAME_FIELD(DarwinProcessInfo, handled_signals, kinfo_proc, kp_proc.p_sigcatch);
 
 SAME(kDarwinLimitCore, RLIMIT_CORE);
 SAME(kDarwinLimitAddressSpace, RLIMIT_AS);

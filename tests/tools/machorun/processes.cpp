@@ -6,6 +6,9 @@
 #include <string.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
+#ifdef __APPLE__
+#include <sys/sysctl.h>
+#endif
 #include <time.h>
 #include <unistd.h>
 
@@ -28,6 +31,19 @@ static int StatusOf(Act act) {
   int status = 0;
   EXPECT(waitpid(child, &status, 0) == child);
   return status;
+}
+
+static void ExpectThatHandledSignalsAreTold() {
+#ifdef __APPLE__  // Elsewhere the system is asked in another way.
+  kinfo_proc info = {};
+  int question[] = {CTL_KERN, KERN_PROC, KERN_PROC_PID, getpid()};
+  size_t bytes = sizeof(info);
+  EXPECT(sysctl(question, 4, &info, &bytes, nullptr, 0) == 0);
+  EXPECT(bytes == sizeof(info));
+  const sigset_t handled = info.kp_proc.p_sigcatch;
+  EXPECT(sigismember(&handled, SIGUSR1) == 1);
+  EXPECT(sigismember(&handled, SIGUSR2) == 0);
+#endif
 }
 
 int main(int argc, char** argv) {
@@ -62,6 +78,7 @@ int main(int argc, char** argv) {
   EXPECT(sigismember(&previous, SIGUSR1) == 0);
   EXPECT(sigprocmask(SIG_SETMASK, &previous, nullptr) == 0);
   EXPECT(g_number == SIGUSR1);
+  ExpectThatHandledSignalsAreTold();
   struct sigaction action;
   EXPECT(sigaction(SIGUSR1, nullptr, &action) == 0);
   EXPECT(action.sa_handler == &Handle);
